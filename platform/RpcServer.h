@@ -6,7 +6,8 @@
 #include <string_view>
 
 // The service's side of a connection, without any socket or thread.
-namespace QZ::RPC {
+namespace QZ::RPC
+{
 
 // What a service does when a call arrives.
 class IDispatcher
@@ -33,19 +34,22 @@ public:
     // Where the next received bytes go; then received() with how many came.
     unsigned char* prepare(std::size_t count) { return m_reader.prepare(count); }
     // Answers complete requests in their order until one reply is waiting or no
-    // request is left. False when the stream is malformed and must be closed.
-    // Call it again with 0 after sent(), before reading on.
+    // request is left. False, for good, when the stream is malformed and must be
+    // closed. A result that outgrows a frame is answered with an error. Call it again with 0 after sent(), before
+    // reading on: while a reply waits, more bytes only pile up.
     [[nodiscard]] bool received(std::size_t count);
 
     // The reply that waits to be sent; empty when there is none.
     const std::vector<unsigned char>& output() const { return m_reply.bytes(); }
     // The whole output has gone out.
-    void sent() { m_reply.clear(); }
+    void sent() { m_reply.reset(); }
 
 private:
     IDispatcher& m_dispatcher;
     FrameReader m_reader;
     ByteBuffer m_reply;
+    RequestHead m_head;
+    bool m_malformed = false;
 };
 
 }  // namespace QZ::RPC

@@ -1,0 +1,31 @@
+#include "platform/RpcServer.h"
+
+namespace QZ::RPC
+{
+
+bool ServerSession::received(std::size_t count)
+{
+    m_reader.commit(count);
+    while (!m_malformed && m_reply.bytes().empty()) {
+        ByteView body;
+        const FrameReader::Next next = m_reader.next(body);
+        if (next == FrameReader::Next::kIncomplete) break;
+        if (next == FrameReader::Next::kMalformed || !readHead(body, m_head)) {
+            m_malformed = true;
+            break;
+        }
+        beginReply(m_reply, m_head.callId, ReplyStatus::kResult);
+        const char* refusal = m_dispatcher.dispatch(m_head.method, body, m_reply);
+        if (refusal == nullptr && !endFrame(m_reply)) refusal = "result too long";
+        if (refusal != nullptr) {
+            beginReply(m_reply, m_head.callId, ReplyStatus::kError);
+            if (utils::String(refusal).serialize(&m_reply) == 0 || !endFrame(m_reply)) {
+                m_reply.reset();
+                m_malformed = true;
+            }
+        }
+    }
+    return !m_malformed;
+}
+
+}  // namespace QZ::RPC

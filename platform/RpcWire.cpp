@@ -1,0 +1,187 @@
+#include "platform/RpcWire.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace QZ::RPC
+{
+
+namespace
+{
+
+constexpr std::size_t kLengthBytes = 4;
+constexpr std::size_t kMaxBufferBytes = kMaxFrameBytes + kLengthBytes;
+
+void storeU32(unsigned char* to, std::uint32_t value)
+{
+    for (std::size_t i = 0; i < 4; ++i) to[i] = static_cast<unsigned char>(value >> 8 * i & 0xFF);
+}
+
+std::uint32_t loadU32(const unsigned char* from)
+{
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < 4; ++i) value |= std::uint32_t{from[i]} << 8 * i;
+    return value;
+}
+
+void writeU32(ByteBuffer& buffer, std::uint32_t value)
+{
+    unsigned char bytes[4];
+    storeU32(bytes, value);
+    buffer.write(bytes, sizeof bytes, 0);
+}
+
+bool readU32(ByteView& buffer, std::uint32_t& value)
+{
+    unsigned char bytes[4] = {};
+    if (buffer.read(bytes, sizeof bytes, 0) == 0) return false;
+    value = loadU32(bytes);
+    return true;
+}
+
+// The length is filled in by endFrame.
+void beginFrame(ByteBuffer& frame, std::uint32_t callId)
+{
+    frame.reset();
+    writeU32(frame, 0);
+    writeU32(frame, callId);
+}
+
+}  // namespace
+
+unsigned int ByteBuffer::size() const
+{
+    return static_cast<unsigned int>(m_bytes.size() - m_cursor);
+}
+
+void ByteBuffer::clear()
+{
+    m_bytes.resize(m_head);
+    m_cursor = m_head;
+    m_overflowed = false;
+}
+
+void ByteBuffer::reset()
+{
+    m_head = 0;
+    clear();
+}
+
+int ByteBuffer::write(const void* data, unsigned int count, int)
+{
+    if (m_overflowed || count > kMaxBufferBytes - m_bytes.size()) {
+        m_overflowed = true;
+        return 0;
+    }
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    if (count != 0) m_bytes.insert(m_bytes.end(), bytes, bytes + count);
+    return 1;
+}
+
+int ByteBuffer::read(void* data, unsigned int count, int)
+{
+    if (count > m_bytes.size() - m_cursor) return 0;
+    if (count != 0) std::memcpy(data, m_bytes.data() + m_cursor, count);
+    m_cursor += count;
+    return 1;
+}
+
+unsigned int ByteView::size() const { return static_cast<unsigned int>(m_left); }
+
+void ByteView::clear() { m_left = 0; }
+
+int ByteView::write(const void*, unsigned int, int) { return 0; }
+
+int ByteView::read(void* data, unsigned int count, int)
+{
+    if (count > m_left) return 0;
+    if (count != 0) std::memcpy(data, m_data, count);
+    m_data += count;
+    m_left -= count;
+    return 1;
+}
+
+unsigned char* FrameReader::prepare(std::size_t count)
+{
+    if (m_begin == m_end) m_begin = m_end = 0;
+    if (m_bytes.size() - m_end < count) {
+        // Moved down at most once for each time that the storage has been filled.
+        std::copy(m_bytes.data() + m_begin, m_bytes.data() + m_end, m_bytes.data());
+        m_end -= m_begin;
+        m_begin = 0;
+        if (m_bytes.size() - m_end < count) m_bytes.resize(m_end + count);
+    }
+    return m_bytes.data() + m_end;
+}
+
+void FrameReader::commit(std::size_t count) { m_end += std::min(count, m_bytes.size() - m_end); }
+
+FrameReader::Next FrameReader::next(ByteView& body)
+{
+    if (m_malformed) return Next::kMalformed;
+    if (pending() < kLengthBytes) return Next::kIncomplete;
+    const std::uint32_t length = loadU32(m_bytes.data() + m_begin);
+    if (length == 0 || length > kMaxFrameBytes) {
+        m_malformed = true;
+        return Next::kMalformed;
+    }
+    if (pending() - kLengthBytes < length) return Next::kIncomplete;
+    body = ByteView(m_bytes.data() + m_begin + kLengthBytes, length);
+    m_begin += kLengthBytes + length;
+    return Next::kFrame;
+}
+
+void beginRequest(ByteBuffer& frame, std::uint32_t callId, std::string_view method)
+{
+    beginFrame(frame, callId);
+    writeU32(frame, static_cast<std::uint32_t>(method.size()));
+    frame.write(method.data(), static_cast<unsigned int>(method.size()), 0);
+    frame.markHead();
+}
+
+void beginReply(ByteBuffer& frame, std::uint32_t callId, ReplyStatus status)
+{
+    beginFrame(frame, callId);
+    frame.write(&status, 1, 0);
+    frame.markHead();
+}
+
+bool endFrame(ByteBuffer& frame)
+{
+    if (frame.overflowed() || frame.bytes().size() <= kLengthBytes) return false;
+    storeU32(frame.bytes().data(), static_cast<std::uint32_t>(frame.bytes().size() - kLengthBytes));
+    return true;
+}
+
+bool readHead(ByteView& body, RequestHead& head)
+{
+    std::uint32_t length = 0;
+    if (!readU32(body, head.callId) || !readU32(body, length)) return false;
+    if (length == 0 || length > kMaxMethodBytes || length > body.size()) return false;
+    head.method.resize(length);
+    return body.read(head.method.data(), length, 0) != 0;
+}
+
+bool readHead(ByteView& body, ReplyHead& head)
+{
+    unsigned char status = 0;
+    if (!readU32(body, head.callId) || body.read(&status, 1, 0) == 0) return false;
+    head.status = static_cast<ReplyStatus>(status);
+    return head.status == ReplyStatus::kResult || head.status == ReplyStatus::kError;
+}
+
+void CallCounter::issued()
+{
+    ++m_last;
+    // Half of the numbers count as earlier; older ones can not be told from later ones.
+    if (m_issued < UINT32_MAX / 2) ++m_issued;
+}
+
+CallCounter::Reply CallCounter::classify(std::uint32_t callId) const
+{
+    const std::uint32_t age = m_last - callId;
+    if (age >= m_issued) return Reply::kForeign;
+    return age == 0 ? Reply::kAwaited : Reply::kLate;
+}
+
+}  // namespace QZ::RPC
