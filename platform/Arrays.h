@@ -88,7 +88,8 @@ void CArray<T, ARG>::SetSize(int newSize, int growBy)
     }
     reserve(newSize);
     // What lies behind the old or the new size is set back, so it is empty when it reappears.
-    std::fill(m_data.get() + std::min(m_size, newSize), m_data.get() + std::max(m_size, newSize), T());
+    std::fill(m_data.get() + std::min(m_size, newSize), m_data.get() + std::max(m_size, newSize),
+              T());
     m_size = newSize;
 }
 
@@ -119,7 +120,8 @@ void CArray<T, ARG>::InsertAt(int index, ARG value, int count)
     const int oldSize = m_size;
     SetSize(std::max(index, oldSize) + count);
     if (index < oldSize) {
-        std::move_backward(m_data.get() + index, m_data.get() + oldSize, m_data.get() + oldSize + count);
+        std::move_backward(m_data.get() + index, m_data.get() + oldSize,
+                           m_data.get() + oldSize + count);
     }
     std::fill_n(m_data.get() + index, count, copy);
 }
