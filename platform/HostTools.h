@@ -10,7 +10,8 @@ std::int64_t Orva_GetTickCount() __attribute__((weak));
 void watch_dog_report(pthread_t thread) __attribute__((weak));
 }
 
-namespace HostTools {
+namespace HostTools
+{
 
 // Milliseconds that only grow: the host's tick, or the monotonic clock without one.
 std::int64_t tickCount();

@@ -3,7 +3,8 @@
 #include <cstdint>
 #include <string>
 
-namespace QZ::Net {
+namespace QZ::Net
+{
 
 // What every failed exchange raises. On purpose not derived from std::exception:
 // a handler for that type must not swallow it.

@@ -5,7 +5,8 @@
 
 #include <memory>
 
-namespace QZ::RPC {
+namespace QZ::RPC
+{
 
 // The connection to one service. One thread, one call at a time.
 //   1. The constructor connects, for at most 3000 ms; whether it succeeded, online() tells.

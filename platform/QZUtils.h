@@ -3,7 +3,8 @@
 #include <stdexcept>
 #include <string>
 
-namespace QZ::utils {
+namespace QZ::utils
+{
 
 // Raised by a platform library that refuses a block while it is being read.
 // This platform's own readers answer a malformed block with a zero return instead.

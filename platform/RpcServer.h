@@ -35,8 +35,8 @@ public:
     unsigned char* prepare(std::size_t count) { return m_reader.prepare(count); }
     // Answers complete requests in their order until one reply is waiting or no
     // request is left. False, for good, when the stream is malformed and must be
-    // closed. A result that outgrows a frame is answered with an error. Call it again with 0 after sent(), before
-    // reading on: while a reply waits, more bytes only pile up.
+    // closed. A result that outgrows a frame is answered with an error. Call it again with 0 after
+    // sent(), before reading on: while a reply waits, more bytes only pile up.
     [[nodiscard]] bool received(std::size_t count);
 
     // The reply that waits to be sent; empty when there is none.
