@@ -3,6 +3,7 @@
 #include "platform/CString.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <new>
@@ -33,11 +34,11 @@ public:
     void RemoveAll() { SetSize(0); }
 
     // Reading and writing by index; index must be within the size.
-    const T& GetAt(int index) const { return m_data[index]; }
-    T& ElementAt(int index) { return m_data[index]; }
-    void SetAt(int index, ARG value) { m_data[index] = value; }
-    const T& operator[](int index) const { return m_data[index]; }
-    T& operator[](int index) { return m_data[index]; }
+    const T& GetAt(int index) const { return m_data[at(index)]; }
+    T& ElementAt(int index) { return m_data[at(index)]; }
+    void SetAt(int index, ARG value) { m_data[at(index)] = value; }
+    const T& operator[](int index) const { return m_data[at(index)]; }
+    T& operator[](int index) { return m_data[at(index)]; }
 
     // Sets the element, growing the array up to it. index must not be negative.
     void SetAtGrow(int index, ARG value);
@@ -51,6 +52,7 @@ public:
     T* GetData() { return m_data.get(); }
 
 private:
+    static std::size_t at(int index) { return static_cast<std::size_t>(index); }
     void reserve(int wanted);
 
     std::unique_ptr<T[]> m_data;
@@ -99,10 +101,10 @@ void CArray<T, ARG>::SetAtGrow(int index, ARG value)
     if (index >= m_size) {
         T copy(value);  // value may be an element of this array
         SetSize(index + 1);
-        m_data[index] = std::move(copy);
+        m_data[at(index)] = std::move(copy);
         return;
     }
-    m_data[index] = value;
+    m_data[at(index)] = value;
 }
 
 template <class T, class ARG>
