@@ -92,9 +92,9 @@ public:
 
     // One conversion of inLen bytes into the outLen bytes at out, which are
     // zeroed first; outLen comes back as the bytes left unused. 0, or
-    // kConvertFailed: unknown character set, negative count (nothing touched),
-    // too little room, or bytes that are not valid in the source, also where
-    // "//IGNORE" has skipped them.
+    // kConvertFailed: with nothing touched for an unknown character set, a
+    // negative count or a null pointer; else for too little room or bytes that
+    // are not valid in the source, also where "//IGNORE" has skipped them.
     static int ConvertCode(const char* from, const char* to, char* in, int inLen, char* out,
                            int& outLen);
     // The same with fixed character sets: Gbk is GB18030, Unicode is UTF-16LE.

@@ -4,6 +4,7 @@
 #include "platform/CString.h"
 
 #include <cstdint>
+#include <optional>
 
 // The mode of an archive. Any other value acts like storing when the buffer has
 // to grow, but is neither reported as storing nor switched by raw transfers.
@@ -112,10 +113,9 @@ public:
 
 private:
     void handleHeader();
-    template <class UInt>
-    COwnerArchive& put(UInt value);
-    template <class UInt>
-    [[nodiscard]] bool get(UInt& value);
+    // The low count bytes of a value, in the format's byte order.
+    COwnerArchive& put(std::uint64_t value, int count);
+    std::optional<std::uint64_t> get(int count);
 
     CByteArray m_buffer;
     std::int32_t m_position = 0;
