@@ -73,8 +73,9 @@ int ByteBuffer::write(const void* data, unsigned int count, int)
         m_overflowed = true;
         return 0;
     }
-    const auto* bytes = static_cast<const unsigned char*>(data);
-    if (count != 0) m_bytes.insert(m_bytes.end(), bytes, bytes + count);
+    const std::size_t end = m_bytes.size();
+    m_bytes.resize(end + count);
+    if (count != 0) std::memcpy(m_bytes.data() + end, data, count);
     return 1;
 }
 
