@@ -1,0 +1,94 @@
+#include "device/DevBas.h"
+#include "device/DevTables.h"
+#include "device/ServiceFailure.h"
+#include "host/StatusCodes.h"
+
+#include <strings.h>
+
+namespace
+{
+
+// Line number in the diagnostic; a constant of the output, not a place in this file.
+constexpr int kDiagnosticLine = 293;
+
+constexpr const char* kWriteKeyword = "ORVA_WRITE";
+
+struct Command {
+    const CString& word;
+    int (*handler)(ORVA_DATA& data, const CString& arguments);
+};
+
+// In dispatch order: the first word that matches wins.
+constexpr Command kCommands[COMMAND_COUNT] = {
+    {IOCTRL_STR_PROPERTYNAME[0], &CDevBas::_SetVPNServer},
+    {IOCTRL_STR_PROPERTYNAME[1], &CDevBas::_SetVPNCA},
+    {IOCTRL_STR_PROPERTYNAME[2], &CDevBas::_SetDeviceSN},
+    {IOCTRL_STR_PROPERTYNAME[3], &CDevBas::_StartVPN},
+    {IOCTRL_STR_PROPERTYNAME[4], &CDevBas::_StopVPN},
+    {IOCTRL_STR_PROPERTYNAME[5], &CDevBas::_SetAliveTime},
+    // On purpose: whatever stands between its parentheses is ignored.
+    {IOCTRL_STR_PROPERTYNAME[6],
+     [](ORVA_DATA& data, const CString&) { return CDevBas::_RefreshData(data); }},
+    {IOCTRL_STR_PROPERTYNAME[7], &CDevBas::_ActivateVPN},
+    {IOCTRL_STR_PROPERTYNAME[8], &CDevBas::_SetOnline},
+    {IOCTRL_STR_PROPERTYNAME[9], &CDevBas::_SetOffline},
+    {IOCTRL_STR_PROPERTYNAME[10], &CDevBas::_GetPasswd},
+    {IOCTRL_STR_PROPERTYNAME[11], &CDevBas::_SetPasswd},
+};
+
+const Command* findCommand(const char* name)
+{
+    for (const Command& command : kCommands) {
+        if (strcasecmp(name, command.word) == 0) return &command;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+int CDevBas::mfDevIOCtrl(ORVA_DATA& data, CString& command, CArray<double, double>& numbers,
+                         CStringArray& texts)
+{
+    numbers.SetSize(CHANNEL_COUNT + 1);
+    texts.SetSize(CHANNEL_COUNT + 1);
+
+    const int open = command.Find('(');
+    const int close = command.Find(')');
+    if (open < 0 || close < 0) return RESULT_BAD_COMMAND;
+
+    CString name = command.Left(open);
+    name.TrimLeft().TrimRight().MakeUpper();
+    // On purpose: what the first ")" cuts off is lost, also when it stands before the "(".
+    CString arguments;
+    if (close > open) arguments = command.Mid(open + 1, close - open - 1);
+    arguments.TrimLeft().TrimRight();
+
+    // On purpose before initData: the write path connects only for a channel that can be written.
+    if (strcasecmp(name, kWriteKeyword) == 0) return mfDevIOWriteChannel(data, arguments);
+
+    const Command* found = findCommand(name);
+    if (found == nullptr) return RESULT_BAD_COMMAND;
+    if (!initData(data.pDevData)) return RESULT_NO_SERVICE;
+    try {
+        return found->handler(data, arguments);
+    } catch (const QZ::Net::Exception& failure) {
+        return endWithServiceFailure("mfDevIOCtrl", kDiagnosticLine, failure, data.pDevData);
+    }
+}
+
+bool CDevBas::_SplitString(const char* text, char separator, std::vector<QZ::utils::String>& fields)
+{
+    QZ::utils::String field;
+    bool found = false;
+    for (const char* p = text; p != nullptr && *p != '\0'; ++p) {
+        if (*p == separator) {
+            fields.push_back(field.trim());
+            field.clear();
+            found = true;
+        } else {
+            field += *p;
+        }
+    }
+    fields.push_back(field.trim());
+    return found;
+}

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "host/HostInterface.h"
+#include "host/OrvaData.h"
+#include "platform/Arrays.h"
+
+#define ORVA_EXPORT __attribute__((visibility("default")))
+
+extern "C" {
+// A driver object for the named device (null counts as ""), owned by the caller
+// until DestroyDeviceCtrl. Borrows the database, which must outlive it; may be
+// null. Raises what the allocator raises.
+ORVA_EXPORT IDeviceCtrl* CreateDeviceCtrl(const char* szDevName, IDevRtdbCtrl* pRtdb);
+// 0, or 1 for null. Does not call CleanupDevice: what InitDevice made is then lost.
+ORVA_EXPORT int DestroyDeviceCtrl(IDeviceCtrl* p);
+}
+
+// The driver object: hands every call of the host to the run glue and copies
+// the results into the host's database. Host calls may come back into the object.
+// Whatever is raised below an operation ends there: STATUS_FAILED, nothing
+// published. Only the forced unwind of a cancelled thread passes.
+class CDevCtrl : public virtual IDeviceCtrl
+{
+public:
+    CDevCtrl() = default;
+    CDevCtrl(const char* szDevName, IDevRtdbCtrl* pRtdb);
+
+    int InitDevice(const unsigned char* pData, int nLen) override;
+    int CleanupDevice() override;
+    int CollectDevData(const int* pChannels, int nCount) override;
+    int DevIOCtrl(const char* szCmd) override;
+    int WriteChannel(int nChannel, DATATYPE type, void* pValue) override;
+    int UpdataCommunication(ICommunication* pComm) override;
+    int ChannelRefChange(const int* pChannels, int nCount) override;
+    // Leaves DEV_DATA alone: that is CleanupDevice's.
+    ~CDevCtrl() override = default;
+
+    // Parameter access for the layers below, through the record's callbacks.
+    static int GetParamType_Fun(ORVA_DATA& data, CString name, DATATYPE& type);
+    static int GetParamValue_Fun(ORVA_DATA& data, CString name, DATATYPE type, void* pValue);
+    static int SetParamValue_Fun(ORVA_DATA& data, CString name, DATATYPE type, void* pValue);
+
+protected:
+    // Sizes the three arrays for n channels; n < 1 keeps what an earlier
+    // collection has sized. Always 0; raises std::bad_alloc, also for more
+    // channels than any device has.
+    int _InitValueArray(int n);
+    // Publishes every value whose flag says that it is ready.
+    int _SetValueToRtdb(CArray<int, int>& flags, CArray<double, double>& values,
+                        CStringArray& strings);
+    // Writes the host's request flags; a variant of what CollectDevData does itself.
+    int _InitCollectData(const int* pChannels, int n, CArray<int, int>& flags,
+                         CArray<double, double>& values, CStringArray& strings);
+
+    ORVA_DATA m_data;
+    IDevRtdbCtrl* m_pRtdb = nullptr;
+    int m_nChannelCount = -1;
+    // Index 0 is the result slot, index i the host's channel i - 1.
+    CArray<int, int> m_arrFlags;
+    CArray<double, double> m_arrValues;
+    CStringArray m_arrStrings;
+
+private:
+    void announceDevice();
+    int runCommand(CString& command);
+    int result() const;
+};
