@@ -1,0 +1,39 @@
+#include "panel/Commands.h"
+#include "panel/ConfigBlob.h"
+#include "panel/ExitCodes.h"
+#include "panel/FileBytes.h"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+
+namespace panel
+{
+
+namespace
+{
+
+struct BlobOptions {
+    std::int32_t maxChannel = 0;
+    std::string output;
+};
+
+}  // namespace
+
+void addBlobCommand(CLI::App& app, int& exitCode)
+{
+    CLI::App* command = app.add_subcommand("blob", "Write the stored configuration of a device");
+    const auto options = std::make_shared<BlobOptions>();
+    command->add_option("--max-channel", options->maxChannel, "Highest channel to publish")
+        ->type_name("K")
+        ->required();
+    command->add_option("--output", options->output, "The file to write")
+        ->type_name("FILE")
+        ->required();
+    command->callback([options, &exitCode] {
+        writeFile(options->output, makeConfigBlob(options->maxChannel));
+        exitCode = kExitDone;
+    });
+}
+
+}  // namespace panel

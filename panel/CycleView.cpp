@@ -1,0 +1,112 @@
+#include "panel/CycleView.h"
+
+#include "panel/JsonLines.h"
+#include "panel/TextLines.h"
+
+#include <algorithm>
+
+namespace panel
+{
+
+namespace
+{
+
+class JsonView final : public ICycleView
+{
+public:
+    JsonView(Output& output, bool showSecrets) : m_output(output), m_showSecrets(showSecrets) {}
+    void show(const CycleResult& result) override
+    {
+        m_output.write(cycleJson(result, m_showSecrets));
+    }
+
+private:
+    Output& m_output;
+    bool m_showSecrets;
+};
+
+class LineView final : public ICycleView
+{
+public:
+    LineView(Output& output, bool showSecrets) : m_output(output), m_showSecrets(showSecrets) {}
+    void show(const CycleResult& result) override
+    {
+        m_output.write(cycleText(result, m_showSecrets));
+    }
+
+private:
+    Output& m_output;
+    bool m_showSecrets;
+};
+
+class TableView final : public ICycleView
+{
+public:
+    TableView(Output& output, bool showSecrets) : m_output(output), m_showSecrets(showSecrets) {}
+    void show(const CycleResult& result) override
+    {
+        std::string table = cycleText(result, m_showSecrets) + driverLines();
+        const auto lines = std::count(table.begin(), table.end(), '\n');
+        // Long lines are cut at the edge instead of wrapped, or the count would be wrong.
+        std::string screen = "\x1b[?7l";
+        if (m_lines > 0) screen += "\x1b[" + std::to_string(m_lines) + "A";
+        screen += "\x1b[J" + table + "\x1b[?7h";
+        m_output.write(screen);
+        m_lines = lines;
+    }
+
+private:
+    // The driver's own text below the table, each line marked.
+    std::string driverLines()
+    {
+        std::string lines;
+        const std::string text = m_output.takeDriverText();
+        for (std::size_t begin = 0; begin < text.size();) {
+            const std::size_t end = std::min(text.find('\n', begin), text.size());
+            lines += "  driver: " + displayText(std::string_view(text).substr(begin, end - begin)) +
+                     "\n";
+            begin = end + 1;
+        }
+        return lines;
+    }
+
+    Output& m_output;
+    bool m_showSecrets;
+    std::ptrdiff_t m_lines = 0;  // of the table on the screen
+};
+
+}  // namespace
+
+CycleStyle chooseCycleStyle(bool json)
+{
+    if (json) return CycleStyle::kJson;
+    return Output::isTerminal() ? CycleStyle::kTable : CycleStyle::kLines;
+}
+
+Output::DriverText driverTextFor(CycleStyle style)
+{
+    switch (style) {
+        case CycleStyle::kJson:
+            return Output::DriverText::kToStderr;
+        case CycleStyle::kTable:
+            return Output::DriverText::kCollected;
+        case CycleStyle::kLines:
+            break;
+    }
+    return Output::DriverText::kMixedIn;
+}
+
+std::unique_ptr<ICycleView> makeCycleView(CycleStyle style, Output& output, bool showSecrets)
+{
+    switch (style) {
+        case CycleStyle::kJson:
+            return std::make_unique<JsonView>(output, showSecrets);
+        case CycleStyle::kTable:
+            return std::make_unique<TableView>(output, showSecrets);
+        case CycleStyle::kLines:
+            break;
+    }
+    return std::make_unique<LineView>(output, showSecrets);
+}
+
+}  // namespace panel

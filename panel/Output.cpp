@@ -1,0 +1,71 @@
+#include "panel/Output.h"
+
+#include "panel/PanelError.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+
+namespace panel
+{
+
+namespace
+{
+
+constexpr std::size_t kMaxDriverTextBytes = 4096;
+
+}  // namespace
+
+Output::Output(DriverText driverText) : m_fd(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3))
+{
+    if (m_fd < 0) throw PanelError("there is no standard output");
+    std::fflush(stdout);
+    int target = STDOUT_FILENO;
+    if (driverText == DriverText::kToStderr) target = STDERR_FILENO;
+    if (driverText == DriverText::kCollected) {
+        // A file and no pipe: nobody reads while the driver prints.
+        target = m_collectedFd = ::memfd_create("driver-text", MFD_CLOEXEC);
+    }
+    if (target != STDOUT_FILENO && (target < 0 || ::dup2(target, STDOUT_FILENO) < 0)) {
+        ::close(m_fd);
+        if (m_collectedFd >= 0) ::close(m_collectedFd);
+        throw PanelError("cannot redirect the standard output");
+    }
+}
+
+Output::~Output()
+{
+    std::fflush(stdout);
+    ::dup2(m_fd, STDOUT_FILENO);
+    ::close(m_fd);
+    if (m_collectedFd >= 0) ::close(m_collectedFd);
+}
+
+void Output::write(std::string_view text)
+{
+    std::fflush(stdout);
+    while (!text.empty()) {
+        const ssize_t count = ::write(m_fd, text.data(), text.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) throw PanelError("cannot write to the standard output");
+        text.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+std::string Output::takeDriverText()
+{
+    std::fflush(stdout);
+    if (m_collectedFd < 0) return {};
+    std::array<char, kMaxDriverTextBytes> bytes;
+    const ssize_t count = ::pread(m_collectedFd, bytes.data(), bytes.size(), 0);
+    // Both descriptors share one offset, so the next text starts at 0 again.
+    if (::ftruncate(m_collectedFd, 0) != 0 || ::lseek(m_collectedFd, 0, SEEK_SET) != 0) return {};
+    return std::string(bytes.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+}
+
+bool Output::isTerminal() { return ::isatty(STDOUT_FILENO) == 1; }
+
+}  // namespace panel

@@ -1,0 +1,88 @@
+#include "host/StatusCodes.h"
+#include "panel/CodeNames.h"
+#include "panel/Commands.h"
+#include "panel/DeviceSession.h"
+#include "panel/DriverOptions.h"
+#include "panel/ExitCodes.h"
+#include "panel/JsonLines.h"
+#include "panel/Output.h"
+#include "panel/PanelError.h"
+#include "panel/Secrets.h"
+#include "panel/TextLines.h"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+namespace panel
+{
+
+namespace
+{
+
+struct SendOptions {
+    DriverOptions driver;
+    std::vector<std::string> variables;
+    std::vector<std::string> commands;
+};
+
+void defineVariables(const std::vector<std::string>& texts, VariableStore& variables)
+{
+    for (const std::string& text : texts) {
+        NamedValue variable = parseVariable(text);
+        if (!variables.define(variable.name, std::move(variable.value))) {
+            throw PanelError("variable " + variable.name + " is defined twice");
+        }
+    }
+}
+
+int send(const SendOptions& options)
+{
+    VariableStore variables;
+    defineVariables(options.variables, variables);
+    const std::vector<unsigned char> blob = options.driver.configBlob();
+
+    Output output(options.driver.json ? Output::DriverText::kToStderr
+                                      : Output::DriverText::kMixedIn);
+    const DriverLibrary library(options.driver.library);
+    DeviceSession session(library, options.driver.device, variables);
+    if (!initOrComplain(session, blob)) return kExitDriverCode;
+
+    int exitCode = kExitDone;
+    for (const std::string& command : options.commands) {
+        CallResult result = session.command(command);
+        std::string shown = command;
+        if (!options.driver.showSecrets) {
+            shown = maskCommand(command, variables);
+            maskWritten(command, result);
+        }
+        output.write(options.driver.json
+                         ? commandJson(shown, result)
+                         : callText(displayText(std::string_view(shown)),
+                                    codeWithMeaning(CodeOf::kCommand, result.code), result));
+        if (result.code != RESULT_OK) exitCode = kExitDriverCode;
+    }
+    return exitCode;
+}
+
+}  // namespace
+
+void addSendCommand(CLI::App& app, int& exitCode)
+{
+    CLI::App* command =
+        app.add_subcommand("send", "Load a driver and send it text commands, one after the other");
+    const auto options = std::make_shared<SendOptions>();
+    options->driver.addTo(*command);
+    command
+        ->add_option("--var", options->variables,
+                     "Define a host variable: NAME=TYPE:VALUE with type int, double or string;\n"
+                     "string:@FILE is the content of a file, string:@@x the text @x")
+        ->type_name("NAME=TYPE:VALUE")
+        ->allow_extra_args(false);
+    command->add_option("commands", options->commands, "For example \"STARTVPN(a,p,r)\"")
+        ->required();
+    command->footer(
+        "The exit code is 1 when the driver answered a command with another code than 0.");
+    command->callback([options, &exitCode] { exitCode = send(*options); });
+}
+
+}  // namespace panel

@@ -1,0 +1,70 @@
+#include "host/StatusCodes.h"
+#include "panel/CodeNames.h"
+#include "panel/Commands.h"
+#include "panel/DeviceSession.h"
+#include "panel/DriverOptions.h"
+#include "panel/ExitCodes.h"
+#include "panel/JsonLines.h"
+#include "panel/Output.h"
+#include "panel/TextLines.h"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+namespace panel
+{
+
+namespace
+{
+
+struct WriteOptions {
+    DriverOptions driver;
+    int channel = 0;
+    std::string type;
+    std::string value;
+};
+
+int write(const WriteOptions& options)
+{
+    const Value value = parseValue(options.type, options.value);
+    const std::vector<unsigned char> blob = options.driver.configBlob();
+
+    Output output(options.driver.json ? Output::DriverText::kToStderr
+                                      : Output::DriverText::kMixedIn);
+    const DriverLibrary library(options.driver.library);
+    VariableStore variables;
+    DeviceSession session(library, options.driver.device, variables);
+    if (!initOrComplain(session, blob)) return kExitDriverCode;
+
+    const CallResult result = session.write(options.channel, value);
+    if (options.driver.json) {
+        output.write(writeJson(options.channel, result));
+    } else {
+        output.write(callText(writeText(options.channel, value, options.driver.showSecrets),
+                              codeWithMeaning(CodeOf::kWrite, result.code), result));
+    }
+    return result.code == RESULT_OK ? kExitDone : kExitDriverCode;
+}
+
+}  // namespace
+
+void addWriteCommand(CLI::App& app, int& exitCode)
+{
+    CLI::App* command = app.add_subcommand("write", "Load a driver and write one of its channels");
+    const auto options = std::make_shared<WriteOptions>();
+    options->driver.addTo(*command);
+    command->add_option("channel", options->channel, "The channel, from 1 to 10")
+        ->required()
+        ->check(CLI::Range(1, kChannelCount));
+    command->add_option("type", options->type, "int, double or string")->required();
+    command
+        ->add_option("value", options->value,
+                     "The value; for a string @FILE is the content of a file, @@x the text @x")
+        ->required();
+    command->footer(
+        "A negative number stands behind \"--\": write --driver LIB -- 9 int -1\n"
+        "The exit code is 1 when the driver answered with another code than 0.");
+    command->callback([options, &exitCode] { exitCode = write(*options); });
+}
+
+}  // namespace panel

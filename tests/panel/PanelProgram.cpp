@@ -1,0 +1,168 @@
+#include "tests/panel/PanelProgram.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+constexpr std::chrono::seconds kLongestWait{60};
+
+std::vector<std::string> splitProgram()
+{
+    std::vector<std::string> words;
+    std::istringstream text(PANEL_PROGRAM);
+    for (std::string word; std::getline(text, word, '|');) words.push_back(word);
+    return words;
+}
+
+// Reads what there is; false at the end, and the descriptor is closed then.
+bool drain(int& fd, std::string& text)
+{
+    char bytes[4096];
+    const ssize_t count = ::read(fd, bytes, sizeof bytes);
+    if (count > 0) {
+        text.append(bytes, static_cast<std::size_t>(count));
+        return true;
+    }
+    ::close(fd);  // the other side of a terminal answers with an error
+    fd = -1;
+    return false;
+}
+
+void openTerminal(int& master, int& slave)
+{
+    master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (master < 0 || ::grantpt(master) != 0 || ::unlockpt(master) != 0) {
+        throw std::runtime_error("no terminal");
+    }
+    slave = ::open(::ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
+}
+
+}  // namespace
+
+TestFolder::TestFolder()
+{
+    std::string name = (std::filesystem::temp_directory_path() / "orva-panel-XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder for the test");
+    m_path = name;
+}
+
+TestFolder::~TestFolder() { std::filesystem::remove_all(m_path); }
+
+std::string TestFolder::write(const std::string& name, const std::string& content) const
+{
+    std::ofstream(path(name), std::ios::binary) << content;
+    return path(name);
+}
+
+std::string TestFolder::read(const std::string& name) const
+{
+    std::ifstream file(path(name), std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+PanelProgram::~PanelProgram()
+{
+    if (m_child > 0) {
+        ::kill(m_child, SIGKILL);
+        ::waitpid(m_child, nullptr, 0);
+    }
+    if (m_outFd >= 0) ::close(m_outFd);
+    if (m_errFd >= 0) ::close(m_errFd);
+}
+
+void PanelProgram::start(const std::vector<std::string>& arguments, bool terminal)
+{
+    m_result = {};
+    std::vector<std::string> words = splitProgram();
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    for (std::string& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+
+    ::setenv("ORVA_TEST_SCRIPT", m_folder.path("script").c_str(), 1);
+    ::setenv("ORVA_TEST_LOG", m_folder.path("log").c_str(), 1);
+    int out[2];
+    int err[2];
+    if (terminal) {
+        openTerminal(out[0], out[1]);
+    } else if (::pipe2(out, O_CLOEXEC) != 0) {
+        throw std::runtime_error("no pipe");
+    }
+    if (::pipe2(err, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+    m_child = ::fork();
+    if (m_child == 0) {
+        ::dup2(out[1], STDOUT_FILENO);
+        ::dup2(err[1], STDERR_FILENO);
+        ::execv(argv[0], argv.data());
+        ::_exit(127);
+    }
+    ::close(out[1]);
+    ::close(err[1]);
+    m_outFd = out[0];
+    m_errFd = err[0];
+}
+
+bool PanelProgram::readSome(int timeoutMs)
+{
+    pollfd entries[2] = {{m_outFd, POLLIN, 0}, {m_errFd, POLLIN, 0}};
+    if (::poll(entries, 2, timeoutMs) <= 0) return false;
+    if (entries[0].revents != 0) drain(m_outFd, m_result.out);
+    if (entries[1].revents != 0) drain(m_errFd, m_result.err);
+    return true;
+}
+
+bool PanelProgram::waitForOutput(const std::string& text)
+{
+    const auto deadline = Clock::now() + kLongestWait;
+    while (m_result.out.find(text) == std::string::npos &&
+           m_result.err.find(text) == std::string::npos) {
+        if ((m_outFd < 0 && m_errFd < 0) || Clock::now() > deadline) return false;
+        readSome(1000);
+    }
+    return true;
+}
+
+void PanelProgram::signal(int number) const { ::kill(m_child, number); }
+
+Finished PanelProgram::finish()
+{
+    const auto deadline = Clock::now() + kLongestWait;
+    while ((m_outFd >= 0 || m_errFd >= 0) && Clock::now() < deadline) readSome(1000);
+    if (m_outFd >= 0 || m_errFd >= 0) ::kill(m_child, SIGKILL);
+    int status = 0;
+    ::waitpid(m_child, &status, 0);
+    m_child = -1;
+    m_result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return m_result;
+}
+
+Finished PanelProgram::run(const std::vector<std::string>& arguments)
+{
+    start(arguments);
+    return finish();
+}
+
+Finished PanelProgram::runOnTerminal(const std::vector<std::string>& arguments)
+{
+    start(arguments, true);
+    return finish();
+}
+
+std::string plugin(const std::string& name)
+{
+    return std::string(PANEL_PLUGINS "/") + name + ".so";
+}

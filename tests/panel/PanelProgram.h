@@ -1,0 +1,72 @@
+#pragma once
+
+#include <sys/types.h>
+#include <map>
+#include <string>
+#include <vector>
+
+// What a program left behind.
+struct Finished {
+    int exitCode = -1;  // -1: it was ended by a signal or by the deadline
+    std::string out;
+    std::string err;
+};
+
+// A folder of its own for one test, gone at its end.
+class TestFolder
+{
+public:
+    TestFolder();
+    ~TestFolder();
+    TestFolder(const TestFolder&) = delete;
+    TestFolder& operator=(const TestFolder&) = delete;
+
+    std::string path(const std::string& name) const { return m_path + "/" + name; }
+    // Writes a file and returns its path.
+    std::string write(const std::string& name, const std::string& content) const;
+    // The content; empty when there is no such file.
+    std::string read(const std::string& name) const;
+
+private:
+    std::string m_path;
+};
+
+// orva-panel as a child process; everything waits for 60 s at most.
+class PanelProgram
+{
+public:
+    // The driver's script and its log stand in the folder.
+    explicit PanelProgram(const TestFolder& folder) : m_folder(folder) {}
+    ~PanelProgram();
+    PanelProgram(const PanelProgram&) = delete;
+    PanelProgram& operator=(const PanelProgram&) = delete;
+
+    // What the scripted driver plays.
+    void script(const std::string& text) const { m_folder.write("script", text); }
+    // The calls that the scripted driver got, one a line.
+    std::string calls() const { return m_folder.read("log"); }
+
+    // Runs it to its end.
+    Finished run(const std::vector<std::string>& arguments);
+    // The same with a terminal as its standard output.
+    Finished runOnTerminal(const std::vector<std::string>& arguments);
+
+    // Starts it; then wait for output, signal it, and finish.
+    void start(const std::vector<std::string>& arguments, bool terminal = false);
+    // Until text stands in what it has put out so far; false when it never came.
+    bool waitForOutput(const std::string& text);
+    void signal(int number) const;
+    Finished finish();
+
+private:
+    bool readSome(int timeoutMs);
+
+    const TestFolder& m_folder;
+    pid_t m_child = -1;
+    int m_outFd = -1;
+    int m_errFd = -1;
+    Finished m_result;
+};
+
+// A test driver by name, for example "scripted_driver".
+std::string plugin(const std::string& name);

@@ -1,0 +1,209 @@
+#include "tests/panel/PanelProgram.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <csignal>
+#include <regex>
+
+namespace
+{
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr const char* kAllChannels =
+    "cycle 0 1=vpn.example.com 2=1194 3=10.8.0.2 4=30 5=press 6=1 7=5 8=SN1 9=abc123 10=user\n";
+
+class PollTest : public ::testing::Test
+{
+protected:
+    Finished poll(std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(), {"poll", "--driver", plugin("scripted_driver")});
+        return m_program.run(arguments);
+    }
+    PanelProgram& program() { return m_program; }
+    TestFolder& folder() { return m_folder; }
+
+private:
+    TestFolder m_folder;
+    PanelProgram m_program{m_folder};
+};
+
+std::string withoutTimes(const std::string& text)
+{
+    return std::regex_replace(text, std::regex("[0-9]+\\.[0-9]+ ms"), "T ms");
+}
+
+TEST_F(PollTest, DrivesTheLifeCycleInItsOrder)
+{
+    program().script(kAllChannels);
+    EXPECT_EQ(poll({"--cycles", "2", "--period", "0", "--device", "Line 1"}).exitCode, 0);
+    EXPECT_EQ(program().calls(),
+              "create Line 1 with tools\ncommunication\ninit 23 4E 00 00 00 00 0A 00 00 00\n"
+              "collect 1111111111\ncollect 1111111111\ncleanup\ndestroy\n");
+}
+
+TEST_F(PollTest, ShowsTheChannelsOfACycleAsPlainLinesInAPipe)
+{
+    program().script(kAllChannels);
+    const Finished result = poll({"--cycles", "1"});
+    EXPECT_EQ(withoutTimes(result.out),
+              "cycle 1: code 0 (VPN connected), T ms\n"
+              "   1  server address    vpn.example.com\n"
+              "   2  server port       1194\n"
+              "   3  VPN address       10.8.0.2\n"
+              "   4  heartbeat period  30\n"
+              "   5  device name       press\n"
+              "   6  VPN enabled       1\n"
+              "   7  connection state  5\n"
+              "   8  device number     SN1\n"
+              "   9  VPN password      ********\n"
+              "  10  VPN user name     user\n");
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_F(PollTest, JsonIsOneObjectALineWithTheChannelsInNumericOrder)
+{
+    program().script("cycle 0 10=user 2=1194 9=abc123 1=vpn.example.com\ncycle 7\n");
+    const Finished result = poll({"--cycles", "2", "--period", "0", "--json"});
+    const std::regex line(
+        R"(\{"cycle":1,"code":0,"ms":[0-9.]+,"channels":\{"1":"vpn.example.com","2":1194,)"
+        R"("9":"\*{8}","10":"user"\}\})"
+        "\n"
+        R"(\{"cycle":2,"code":7,"ms":[0-9.]+,"channels":\{\}\})"
+        "\n");
+    EXPECT_TRUE(std::regex_match(result.out, line)) << result.out;
+}
+
+TEST_F(PollTest, ThePasswordShowsOnlyWhenAskedFor)
+{
+    program().script(kAllChannels);
+    EXPECT_THAT(poll({"--cycles", "1"}).out, Not(HasSubstr("abc123")));
+    EXPECT_THAT(poll({"--cycles", "1", "--json"}).out, Not(HasSubstr("abc123")));
+    EXPECT_THAT(poll({"--cycles", "1", "--show-secrets"}).out, HasSubstr("abc123"));
+    EXPECT_THAT(poll({"--cycles", "1", "--json", "--show-secrets"}).out,
+                HasSubstr("\"9\":\"abc123\""));
+}
+
+TEST_F(PollTest, OnlyChannelsOfTheCycleAreShown)
+{
+    program().script("cycle 0 1=a 6=1\ncycle 10 6=0\n");
+    const Finished result = poll({"--cycles", "2", "--period", "0"});
+    EXPECT_THAT(withoutTimes(result.out),
+                HasSubstr("cycle 2: code 10 (VPN disabled), T ms\n   6  VPN enabled       0\n"));
+    EXPECT_EQ(result.out.find("server address"), result.out.rfind("server address"));
+}
+
+TEST_F(PollTest, AskedForChannelsArriveAsFlags)
+{
+    program().script(kAllChannels);
+    const Finished result = poll({"--cycles", "1", "--channels", "1,7-9", "--json"});
+    EXPECT_THAT(program().calls(), HasSubstr("collect 1000001110\n"));
+    EXPECT_THAT(result.out,
+                HasSubstr(R"({"1":"vpn.example.com","7":5,"8":"SN1","9":"********"}})"));
+}
+
+TEST_F(PollTest, TheConfigurationComesFromTheNumberTheFileOrNothing)
+{
+    EXPECT_EQ(poll({"--cycles", "1", "--max-channel", "258"}).exitCode, 0);
+    EXPECT_THAT(program().calls(), HasSubstr("init 23 4E 00 00 00 00 02 01 00 00\n"));
+    const std::string file = folder().write("blob", "\x23\x4E\x01");
+    EXPECT_EQ(poll({"--cycles", "1", "--blob", file}).exitCode, 0);
+    EXPECT_THAT(program().calls(), HasSubstr("init 23 4E 01\n"));
+    EXPECT_EQ(poll({"--cycles", "1", "--no-config"}).exitCode, 0);
+    EXPECT_THAT(program().calls(), HasSubstr("init\n"));
+}
+
+TEST_F(PollTest, AFailedCycleDoesNotEndThePollingNorChangeTheExitCode)
+{
+    program().script("cycle 1\ncycle 20\ncycle 0\n");
+    const Finished result = poll({"--cycles", "3", "--period", "0"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(withoutTimes(result.out),
+              "cycle 1: code 1 (no VPN service, or a call to it failed), T ms\n"
+              "  no channel published\n"
+              "cycle 2: code 20 (VPN fault or unknown status), T ms\n  no channel published\n"
+              "cycle 3: code 0 (VPN connected), T ms\n  no channel published\n");
+}
+
+TEST_F(PollTest, ARefusedConfigurationIsOneLineAndExitCode1AndTheDeviceIsStillCleanedUp)
+{
+    program().script("init -2147483647\n");
+    const Finished result = poll({"--cycles", "1"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err,
+              "orva-panel: the driver refused to start the device: "
+              "code 0x80000001 (configuration refused)\n");
+    EXPECT_THAT(program().calls(), HasSubstr("cleanup\ndestroy\n"));
+    EXPECT_THAT(program().calls(), Not(HasSubstr("collect")));
+}
+
+class PollSignalTest : public PollTest, public ::testing::WithParamInterface<int>
+{
+};
+
+TEST_P(PollSignalTest, EndsCleanlyOnASignalDuringTheWait)
+{
+    program().start({"poll", "--driver", plugin("scripted_driver"), "--period", "86400000"});
+    ASSERT_TRUE(program().waitForOutput("cycle 1"));
+    program().signal(GetParam());
+    EXPECT_EQ(program().finish().exitCode, 0);
+    EXPECT_THAT(program().calls(), ::testing::EndsWith("collect 1111111111\ncleanup\ndestroy\n"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, PollSignalTest, ::testing::Values(SIGINT, SIGTERM));
+
+TEST_F(PollTest, OnATerminalTheTableIsRedrawnInPlace)
+{
+    program().script("say hello\ncycle 0 1=a 9=abc123\n");
+    const Finished result = program().runOnTerminal(
+        {"poll", "--driver", plugin("scripted_driver"), "--cycles", "2", "--period", "0"});
+    EXPECT_EQ(result.exitCode, 0);
+    // Cycle line, two channels and what the driver said: four lines up.
+    EXPECT_THAT(result.out, HasSubstr("********\r\n  driver: hello\r\n\x1b[?7h"));
+    EXPECT_THAT(result.out, HasSubstr("\x1b[4A\x1b[Jcycle 2"));
+}
+
+TEST_F(PollTest, JsonKeepsTheDriversOwnTextOffStandardOutput)
+{
+    program().script("say loadData[159] failed\ncycle 1\n");
+    const Finished json = poll({"--cycles", "1", "--json"});
+    EXPECT_THAT(json.out, Not(HasSubstr("loadData")));
+    EXPECT_EQ(json.err, "loadData[159] failed\n");
+    EXPECT_THAT(poll({"--cycles", "1"}).out, HasSubstr("loadData[159] failed\ncycle 1"));
+}
+
+TEST_F(PollTest, WrongUseIsOneLineAndExitCode2)
+{
+    const std::vector<std::vector<std::string>> wrong = {
+        {"--cycles", "0"},
+        {"--cycles", "x"},
+        {"--period", "-1"},
+        {"--channels", "0"},
+        {"--channels", "1,11"},
+        {"--channels", "3-1"},
+        {"--channels", "1-"},
+        {"--channels", ","},
+        {"--max-channel", "3", "--no-config"},
+        {"--max-channel", "2147483648"},
+        {"--blob", "/does/not/exist"},
+        {"--what"},
+    };
+    for (const auto& arguments : wrong) {
+        const Finished result = poll(arguments);
+        EXPECT_EQ(result.exitCode, 2) << arguments[0] << ' ' << result.err;
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        EXPECT_EQ(result.out, "");
+    }
+    EXPECT_EQ(program().calls(), "");
+}
+
+TEST_F(PollTest, HelpTellsTheExitCodes)
+{
+    const Finished result = poll({"--help"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_THAT(result.out, HasSubstr("exit code is 0 when all cycles ran"));
+}
+
+}  // namespace

@@ -1,0 +1,215 @@
+// A driver that plays a script: the text file that ORVA_TEST_SCRIPT names, one
+// statement a line, words separated by blanks.
+//   init CODE                   InitDevice answers so
+//   cycle CODE [K=VALUE]...     the next cycle; the last one repeats
+//   command WORD CODE [NAME=VALUE]...   what a command writes, by the variable's type
+//   write CODE
+//   hold FILE                   collections wait, for 20 s at most, until FILE exists
+//   feed                        collections feed the host's watchdog
+//   say TEXT                    collections print TEXT on standard output
+//   crash                       collections end the process
+// Every call it gets is a line in the file that ORVA_TEST_LOG names.
+#include "host/HostInterface.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <unistd.h>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <vector>
+
+extern "C" {
+std::int64_t Orva_GetTickCount() __attribute__((weak));
+void watch_dog_report(pthread_t thread) __attribute__((weak));
+}
+
+namespace
+{
+
+struct Step {
+    int code = 0;
+    std::vector<std::pair<std::string, std::string>> values;
+};
+
+struct Script {
+    int initCode = 0;
+    int writeCode = 0;
+    std::vector<Step> cycles;
+    std::map<std::string, Step> commands;
+    std::string holdFile;
+    std::string say;
+    bool feed = false;
+    bool crash = false;
+};
+
+Step readStep(std::istream& words)
+{
+    Step step;
+    words >> step.code;
+    for (std::string word; words >> word;) {
+        const std::size_t equals = word.find('=');
+        step.values.emplace_back(word.substr(0, equals), word.substr(equals + 1));
+    }
+    return step;
+}
+
+Script readScript(const char* path)
+{
+    Script script;
+    if (path == nullptr) return script;
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        std::istringstream words(line);
+        std::string statement;
+        std::string word;
+        words >> statement;
+        if (statement == "init") words >> script.initCode;
+        if (statement == "write") words >> script.writeCode;
+        if (statement == "cycle") script.cycles.push_back(readStep(words));
+        if (statement == "command" && words >> word) script.commands[word] = readStep(words);
+        if (statement == "hold") words >> script.holdFile;
+        if (statement == "say") std::getline(words >> std::ws, script.say);
+        if (statement == "feed") script.feed = true;
+        if (statement == "crash") script.crash = true;
+    }
+    return script;
+}
+
+void waitForFile(const std::string& path)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (::access(path.c_str(), F_OK) != 0 && std::chrono::steady_clock::now() < deadline) {
+        ::poll(nullptr, 0, 5);
+    }
+}
+
+class ScriptedDriver final : public IDeviceCtrl
+{
+public:
+    ScriptedDriver(const char* name, IDevRtdbCtrl* rtdb)
+        : m_script(readScript(std::getenv("ORVA_TEST_SCRIPT"))), m_name(name), m_rtdb(rtdb)
+    {
+        log("create " + m_name + (Orva_GetTickCount && watch_dog_report ? " with tools" : ""));
+    }
+    ~ScriptedDriver() override { log("destroy"); }
+
+    int InitDevice(const unsigned char* pData, int nLen) override
+    {
+        std::string bytes;
+        for (int i = 0; i < nLen; ++i) {
+            char text[4];
+            std::snprintf(text, sizeof text, " %02X", static_cast<unsigned>(pData[i]));
+            bytes += text;
+        }
+        log("init" + bytes);
+        return m_script.initCode;
+    }
+    int CleanupDevice() override
+    {
+        log("cleanup");
+        return 0;
+    }
+    int CollectDevData(const int* pChannels, int nCount) override
+    {
+        useCommunication();
+        std::string flags;
+        for (int i = 0; i < nCount; ++i) flags += pChannels[i] == 1 ? '1' : '0';
+        log("collect " + flags);
+        if (!m_script.holdFile.empty()) waitForFile(m_script.holdFile);
+        if (m_script.crash) std::abort();
+        if (m_script.feed && watch_dog_report) watch_dog_report(::pthread_self());
+        if (!m_script.say.empty()) std::printf("%s\n", m_script.say.c_str());
+        std::fflush(stdout);
+        if (m_script.cycles.empty()) return 0;
+        const std::size_t last = m_script.cycles.size() - 1;
+        const Step& step = m_script.cycles[m_cycle < last ? m_cycle : last];
+        ++m_cycle;
+        for (const auto& [number, value] : step.values) {
+            const int index = std::stoi(number) - 1;
+            if (index < nCount && pChannels[index] == 1) publish(index, value);
+        }
+        return step.code;
+    }
+    int DevIOCtrl(const char* szCmd) override
+    {
+        useCommunication();
+        log(std::string("command ") + szCmd);
+        const std::string command = szCmd;
+        const auto found = m_script.commands.find(command.substr(0, command.find('(')));
+        if (found == m_script.commands.end()) return 5;
+        for (const auto& [name, value] : found->second.values) assign(name, value);
+        return found->second.code;
+    }
+    int WriteChannel(int nChannel, DATATYPE type, void* pValue) override
+    {
+        std::ostringstream line;
+        line << "write " << nChannel << ' ' << type << ' ';
+        if (type == DATATYPE_INT) line << *static_cast<int*>(pValue);
+        if (type == DATATYPE_DOUBLE) line << *static_cast<double*>(pValue);
+        if (type == DATATYPE_STRING) line << static_cast<char*>(pValue);
+        log(line.str());
+        return m_script.writeCode;
+    }
+    int UpdataCommunication(ICommunication* pComm) override
+    {
+        log("communication");
+        m_communication = pComm;
+        return 0;
+    }
+    int ChannelRefChange(const int*, int) override { return 0; }
+
+private:
+    void useCommunication()
+    {
+        if (m_communication) m_communication->SetCurrentDevice(m_name.data());
+    }
+    void publish(int index, const std::string& value)
+    {
+        DATATYPE type{};
+        if (m_rtdb->GetChannelType(index, &type) != 0) return;
+        if (type == DATATYPE_INT) m_rtdb->SetChannelInt(index, std::stoi(value));
+        if (type == DATATYPE_STRING) m_rtdb->SetChannelString(index, value);
+    }
+    void assign(const std::string& name, const std::string& value)
+    {
+        DATATYPE type{};
+        if (m_rtdb->GetParamType(name.c_str(), type) != 0) return;
+        if (type == DATATYPE_INT) m_rtdb->SetParamInt(name.c_str(), std::stoi(value));
+        if (type == DATATYPE_DOUBLE) m_rtdb->SetParamDouble(name.c_str(), std::stod(value));
+        if (type == DATATYPE_STRING) m_rtdb->SetParamString(name.c_str(), value);
+    }
+    static void log(const std::string& line)
+    {
+        const char* path = std::getenv("ORVA_TEST_LOG");
+        if (path != nullptr) std::ofstream(path, std::ios::app) << line << '\n';
+    }
+
+    Script m_script;
+    std::string m_name;
+    IDevRtdbCtrl* m_rtdb;
+    ICommunication* m_communication = nullptr;
+    std::size_t m_cycle = 0;
+};
+
+}  // namespace
+
+extern "C" {
+[[gnu::visibility("default")]] IDeviceCtrl* CreateDeviceCtrl(const char* name, IDevRtdbCtrl* rtdb);
+[[gnu::visibility("default")]] int DestroyDeviceCtrl(IDeviceCtrl* device);
+}
+
+IDeviceCtrl* CreateDeviceCtrl(const char* name, IDevRtdbCtrl* rtdb)
+{
+    return new ScriptedDriver(name, rtdb);
+}
+
+int DestroyDeviceCtrl(IDeviceCtrl* device)
+{
+    delete device;
+    return 0;
+}
