@@ -7,13 +7,13 @@
 #include <spdlog/spdlog.h>
 #include <unistd.h>
 #include <CLI/CLI.hpp>
+#include <asio/error.hpp>
 #include <asio/io_context.hpp>
 #include <asio/signal_set.hpp>
 
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <map>
 #include <string>
 #include <system_error>
 
@@ -27,7 +27,7 @@ struct Options {
     std::string deviceName;
     std::string serial = vpnd::VpnSettings().factorySerial;
     bool noConnect = false;
-    spdlog::level::level_enum logLevel = spdlog::level::info;
+    std::string logLevel = "info";
 };
 
 // The host's name where it can serve as a device name.
@@ -46,11 +46,6 @@ std::int64_t steadyNowMs()
 
 void describe(CLI::App& app, Options& options)
 {
-    const std::map<std::string, spdlog::level::level_enum> levels = {
-        {"debug", spdlog::level::debug}, {"info", spdlog::level::info},
-        {"warn", spdlog::level::warn},   {"error", spdlog::level::err},
-        {"off", spdlog::level::off},
-    };
     const auto endpoint = [](const std::string& text) {
         return vpnd::parseEndpoint(text) ? std::string() : "'" + text + "' is no address with port";
     };
@@ -72,8 +67,8 @@ void describe(CLI::App& app, Options& options)
         ->capture_default_str();
     app.add_flag("--no-connect", options.noConnect, "Stay idle until a client starts the tunnel");
     app.add_option("--log-level", options.logLevel, "What goes to standard error")
-        ->transform(CLI::CheckedTransformer(levels))
-        ->default_str("info");
+        ->check(CLI::IsMember({"debug", "info", "warn", "error", "off"}))
+        ->capture_default_str();
     app.set_version_flag("--version", "orva-vpnd " ORVA_VERSION);
     app.footer(
         "Settings and tunnel live in memory: nothing survives the end of the program, and\n"
@@ -127,12 +122,12 @@ int main(int argc, char** argv)
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : kExitUsage;
     }
-    spdlog::set_level(options.logLevel);
+    spdlog::set_level(spdlog::level::from_str(options.logLevel));
 
     try {
         return run(options, *vpnd::parseEndpoint(options.listen));
     } catch (const std::system_error& error) {
-        const bool taken = error.code() == std::errc::address_in_use;
+        const bool taken = error.code() == asio::error::address_in_use;
         std::fprintf(stderr, "orva-vpnd: cannot listen on %s: %s\n", options.listen.c_str(),
                      taken ? "the port is taken; is another orva-vpnd running?"
                            : error.code().message().c_str());
