@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
+#include <exception>
 #include <utility>
 
 namespace QZ::utils
@@ -47,7 +48,12 @@ int Deserialize(IBuffer* buffer, std::string& text)
                                  std::uint32_t{prefix[2]} << 16 | std::uint32_t{prefix[3]} << 24;
     if (length > buffer->size()) return 0;
     // Read beside the target, which a refused read must leave alone.
-    std::string value(length, '\0');
+    std::string value;
+    try {
+        value.resize(length);
+    } catch (const std::exception&) {
+        return 0;
+    }
     if (length != 0 && buffer->read(value.data(), length, 0) == 0) return 0;
     text = std::move(value);
     return 1;

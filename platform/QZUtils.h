@@ -47,8 +47,9 @@ public:
 
     // Appends the string; non-zero on success.
     int serialize(IBuffer* buffer) const;
-    // Reads a string; 0, with the string untouched, when the buffer is null or
-    // the length exceeds what is left of it. Nothing is allocated before that check.
+    // Reads a string; 0, with the string untouched, when the buffer is null, the
+    // length exceeds what is left of it (nothing is allocated before that check)
+    // or there is no memory for it.
     int deserialize(IBuffer* buffer);
 };
 

@@ -104,6 +104,33 @@ TEST(CostTest, ALengthThatIsRefusedAllocatesNothing)
     }
 }
 
+TEST(CostTest, AStringForWhichThereIsNoMemoryIsRefused)
+{
+    QZ::RPC::ByteBuffer buffer;
+    ASSERT_NE(String(std::string(100000, 'x')).serialize(&buffer), 0);
+    String text("old");
+    Costs& costs = Costs::ofThisThread();
+    costs.reset();
+    costs.allocationLimit = 1000;
+    const int result = text.deserialize(&buffer);
+    costs.reset();
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(text, "old");
+}
+
+TEST(CostTest, AReplyForWhichThereIsNoMemoryBreaksTheConnection)
+{
+    PeerLink link;
+    ASSERT_TRUE(link.send(reply(1, std::string(100000, 'x'))));
+    Costs& costs = Costs::ofThisThread();
+    costs.reset();
+    costs.allocationLimit = 6000;
+    const Outcome outcome = call(link.client, 5000);
+    costs.reset();
+    EXPECT_EQ(outcome.info, "out of memory");
+    EXPECT_FALSE(link.client.online());
+}
+
 TEST(CostTest, AMethodNameThatIsTooLongAllocatesNothing)
 {
     Bytes body = {1, 0, 0, 0, 65, 0, 0, 0};

@@ -35,8 +35,10 @@ void* allocate(std::size_t size)
     Costs& costs = Costs::ofThisThread();
     ++costs.allocations;
     costs.allocatedBytes += size;
-    if (void* const memory = std::malloc(size != 0 ? size : 1)) return memory;
-    throw std::bad_alloc();
+    void* const memory =
+        size <= costs.allocationLimit ? std::malloc(size != 0 ? size : 1) : nullptr;
+    if (memory == nullptr) throw std::bad_alloc();
+    return memory;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 // What the calling thread asked of the system and of the heap since reset().
 struct Costs {
@@ -10,6 +11,7 @@ struct Costs {
     int options = 0;  // socket options set
     int allocations = 0;
     std::size_t allocatedBytes = 0;
+    std::size_t allocationLimit = SIZE_MAX;  // what is larger raises std::bad_alloc
 
     static Costs& ofThisThread();
     void reset() { *this = Costs(); }
