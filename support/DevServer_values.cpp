@@ -51,10 +51,7 @@ std::uint32_t parseByte(const CString& digits, int index)
 CString reversedByUnits(const CString& text, int count, int unit)
 {
     CString reversed;
-    for (std::int64_t end = count; end > 0; end -= unit) {
-        const std::int64_t start = std::max<std::int64_t>(end - unit, 0);
-        reversed += text.Mid(static_cast<int>(start), unit);
-    }
+    for (int end = count; end > 0; end -= unit) reversed += text.Mid(end - unit, unit);
     return reversed;
 }
 
@@ -186,7 +183,6 @@ CString CDevServer::SvrDouble2Str(double value, int type, int unit, int length)
     } else if (type == kTypeText && width > 0) {
         text.Format("%*.*lf", width, std::clamp(unit, 0, kMaxWidth), value);
     }
-    if (width <= 0) return CString();
     text = text.Right(width);
     return type != kTypeText && unit > 0 ? reversedByUnits(text, text.GetLength(), unit) : text;
 }

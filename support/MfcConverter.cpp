@@ -58,8 +58,9 @@ bool MfcConverter::ConvertToInt(const QZ::utils::String& text, int& value) const
     if (text.empty()) return false;
     char* end = nullptr;
     const long parsed = std::strtol(text.c_str(), &end, 10);
-    // The end is that of the bytes, so a zero byte among them is left over.
-    if (end == text.c_str() || end != text.c_str() + text.size()) return false;
+    // The end is that of the bytes, so a zero byte among them is left over. A
+    // text without digits is refused as well: its parse ends at its beginning.
+    if (end != text.c_str() + text.size()) return false;
     value = static_cast<int>(std::clamp<long>(parsed, INT32_MIN, INT32_MAX));
     return true;
 }

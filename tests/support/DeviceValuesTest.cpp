@@ -117,6 +117,7 @@ TEST(Str2DoubleTest, LengthsBeyondTheTextGiveZeroWhateverTheirSize)
     EXPECT_EQ(parsed("FF", 0, 0, 0x40000001), 0.0);
     EXPECT_EQ(parsed("FF", 0, 2, -1), 0.0);
     EXPECT_EQ(parsed("FF", 0, 0, INT32_MIN), 0.0);
+    EXPECT_EQ(parsed("FF", 0, 0, INT32_MIN + 1), 0.0);
     EXPECT_EQ(parsed("12", 100, 1, INT32_MIN), 0.0);
     EXPECT_EQ(parsed("12", 100, 0, INT32_MAX), 0.0);
 }
@@ -130,10 +131,12 @@ TEST(Double2StrTest, IntegersByTypeCode)
     EXPECT_EQ(formatted(300, 81), "2C");
     EXPECT_EQ(formatted(12, 82), "12");
     EXPECT_EQ(formatted(255, 82), "55");
+    EXPECT_EQ(formatted(300, 82), "44");
     EXPECT_EQ(formatted(65534, 83), "FFFE");
     EXPECT_EQ(formatted(-2, 84), "FFFE");
     EXPECT_EQ(formatted(1234, 85), "1234");
     EXPECT_EQ(formatted(65535, 85), "5535");
+    EXPECT_EQ(formatted(70000, 85), "4464");
     EXPECT_EQ(formatted(4294967294.0, 86), "FFFFFFFE");
     EXPECT_EQ(formatted(-2, 87), "FFFFFFFE");
     EXPECT_EQ(formatted(12345678, 88), "12345678");

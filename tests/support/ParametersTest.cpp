@@ -152,6 +152,8 @@ TEST_F(ParametersTest, NumberOfAnUnknownNameIsTheLiteral)
 {
     EXPECT_EQ(number(" \t12.5 "), (NumberRead{1, 12.5}));
     EXPECT_EQ(number("-3e2"), (NumberRead{1, -300.0}));
+    // The sign is taken off behind the blanks, and libc takes another one.
+    EXPECT_EQ(number(" --9"), (NumberRead{1, 9.0}));
     EXPECT_EQ(number("   "), (NumberRead{1, 0.0}));
     EXPECT_EQ(number(""), (NumberRead{1, 0.0}));
 }
