@@ -26,8 +26,9 @@ String& String::trim()
 
 int String::serialize(IBuffer* buffer) const
 {
-    if (buffer == nullptr || std::uint64_t{size()} > UINT32_MAX) return 0;
-    const auto length = static_cast<unsigned int>(size());
+    const std::uint64_t count = size();
+    if (buffer == nullptr || count > UINT32_MAX) return 0;
+    const auto length = static_cast<unsigned int>(count);
     const unsigned char prefix[kLengthBytes] = {
         static_cast<unsigned char>(length & 0xFF),
         static_cast<unsigned char>(length >> 8 & 0xFF),

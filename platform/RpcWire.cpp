@@ -12,6 +12,9 @@ namespace
 constexpr std::size_t kLengthBytes = 4;
 constexpr std::size_t kMaxBufferBytes = kMaxFrameBytes + kLengthBytes;
 
+// Sizes here are below the cap of a frame; size_t has another width on each processor.
+std::uint32_t narrow(std::uint64_t size) { return static_cast<std::uint32_t>(size); }
+
 void storeU32(unsigned char* to, std::uint32_t value)
 {
     for (std::size_t i = 0; i < 4; ++i) to[i] = static_cast<unsigned char>(value >> 8 * i & 0xFF);
@@ -49,10 +52,7 @@ void beginFrame(ByteBuffer& frame, std::uint32_t callId)
 
 }  // namespace
 
-unsigned int ByteBuffer::size() const
-{
-    return static_cast<unsigned int>(m_bytes.size() - m_cursor);
-}
+unsigned int ByteBuffer::size() const { return narrow(m_bytes.size() - m_cursor); }
 
 void ByteBuffer::clear()
 {
@@ -87,7 +87,7 @@ int ByteBuffer::read(void* data, unsigned int count, int)
     return 1;
 }
 
-unsigned int ByteView::size() const { return static_cast<unsigned int>(m_left); }
+unsigned int ByteView::size() const { return narrow(m_left); }
 
 void ByteView::clear() { m_left = 0; }
 
@@ -119,13 +119,10 @@ void FrameReader::commit(std::size_t count) { m_end += std::min(count, m_bytes.s
 
 FrameReader::Next FrameReader::next(ByteView& body)
 {
-    if (m_malformed) return Next::kMalformed;
     if (pending() < kLengthBytes) return Next::kIncomplete;
     const std::uint32_t length = loadU32(m_bytes.data() + m_begin);
-    if (length == 0 || length > kMaxFrameBytes) {
-        m_malformed = true;
-        return Next::kMalformed;
-    }
+    // Such a length stays at the front, so the stream is malformed for good.
+    if (length == 0 || length > kMaxFrameBytes) return Next::kMalformed;
     if (pending() - kLengthBytes < length) return Next::kIncomplete;
     body = ByteView(m_bytes.data() + m_begin + kLengthBytes, length);
     m_begin += kLengthBytes + length;
@@ -135,8 +132,8 @@ FrameReader::Next FrameReader::next(ByteView& body)
 void beginRequest(ByteBuffer& frame, std::uint32_t callId, std::string_view method)
 {
     beginFrame(frame, callId);
-    writeU32(frame, static_cast<std::uint32_t>(method.size()));
-    frame.write(method.data(), static_cast<unsigned int>(method.size()), 0);
+    writeU32(frame, narrow(method.size()));
+    frame.write(method.data(), narrow(method.size()), 0);
     frame.markHead();
 }
 
@@ -150,7 +147,7 @@ void beginReply(ByteBuffer& frame, std::uint32_t callId, ReplyStatus status)
 bool endFrame(ByteBuffer& frame)
 {
     if (frame.overflowed() || frame.bytes().size() <= kLengthBytes) return false;
-    storeU32(frame.bytes().data(), static_cast<std::uint32_t>(frame.bytes().size() - kLengthBytes));
+    storeU32(frame.bytes().data(), narrow(frame.bytes().size() - kLengthBytes));
     return true;
 }
 

@@ -89,7 +89,6 @@ private:
     std::vector<unsigned char> m_bytes;
     std::size_t m_begin = 0;
     std::size_t m_end = 0;
-    bool m_malformed = false;
 };
 
 // Frames. begin… empties the buffer and starts a frame in it, the block is then

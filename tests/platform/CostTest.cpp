@@ -29,9 +29,8 @@ protected:
             proxy.setTimeOut(timeOutMs);
             proxy.argsBuffer(method)->write("argument", 8, 0);
             proxy.sync();
-            char bytes[64];
-            matches =
-                proxy.resultBuffer()->read(bytes, static_cast<unsigned int>(block.size()), 0) != 0;
+            char bytes[32];
+            matches = proxy.resultBuffer()->read(bytes, sizeof bytes, 0) != 0;
         }
         const Costs cost = costs;
         EXPECT_TRUE(matches);

@@ -27,12 +27,19 @@ inline Bytes operator+(Bytes a, const Bytes& b)
     return a;
 }
 
+// Writes without a cast that is needed on some processors only.
+inline void append(QZ::utils::IBuffer& buffer, const std::string& block)
+{
+    const std::uint64_t count = block.size();
+    buffer.write(block.data(), static_cast<unsigned int>(count), 0);
+}
+
 inline Bytes reply(std::uint32_t callId, const std::string& block,
                    QZ::RPC::ReplyStatus status = QZ::RPC::ReplyStatus::kResult)
 {
     QZ::RPC::ByteBuffer frame;
     QZ::RPC::beginReply(frame, callId, status);
-    frame.write(block.data(), static_cast<unsigned int>(block.size()), 0);
+    append(frame, block);
     EXPECT_TRUE(QZ::RPC::endFrame(frame));
     return frame.bytes();
 }
@@ -72,7 +79,7 @@ inline Outcome call(QZ::RPC::DispatchClient& client, unsigned int timeOutMs,
     try {
         proxy.setTimeOut(timeOutMs);
         if (QZ::utils::IBuffer* args = proxy.argsBuffer("method")) {
-            args->write(argument.data(), static_cast<unsigned int>(argument.size()), 0);
+            append(*args, argument);
         }
         proxy.sync();
     } catch (const QZ::Net::Exception& exception) {

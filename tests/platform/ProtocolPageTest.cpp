@@ -129,8 +129,8 @@ public:
             if (example.isRequest || example.method != method) continue;
             if (example.type == "error") return std::get<std::string>(example.values[0]).c_str();
             constexpr std::size_t kHeadBytes = 9;
-            result.write(example.bytes.data() + kHeadBytes,
-                         static_cast<unsigned int>(example.bytes.size() - kHeadBytes), 0);
+            const std::uint64_t count = example.bytes.size() - kHeadBytes;
+            result.write(example.bytes.data() + kHeadBytes, static_cast<unsigned int>(count), 0);
             return nullptr;
         }
         return "not on the page";

@@ -13,11 +13,18 @@ namespace
 using namespace QZ::RPC;
 using Bytes = std::vector<unsigned char>;
 
+// Writes without a cast that is needed on some processors only.
+void append(QZ::utils::IBuffer& buffer, const std::string& block)
+{
+    const std::uint64_t count = block.size();
+    buffer.write(block.data(), static_cast<unsigned int>(count), 0);
+}
+
 Bytes request(std::uint32_t callId, const std::string& method, const std::string& block = "")
 {
     ByteBuffer buffer;
     beginRequest(buffer, callId, method);
-    buffer.write(block.data(), static_cast<unsigned int>(block.size()), 0);
+    append(buffer, block);
     EXPECT_TRUE(endFrame(buffer));
     return buffer.bytes();
 }
@@ -26,7 +33,7 @@ Bytes reply(std::uint32_t callId, const std::string& block)
 {
     ByteBuffer buffer;
     beginReply(buffer, callId, ReplyStatus::kResult);
-    buffer.write(block.data(), static_cast<unsigned int>(block.size()), 0);
+    append(buffer, block);
     EXPECT_TRUE(endFrame(buffer));
     return buffer.bytes();
 }
@@ -51,7 +58,7 @@ public:
         if (method == "echo") {
             std::string block(args.size(), '\0');
             args.read(block.data(), args.size(), 0);
-            result.write(block.data(), static_cast<unsigned int>(block.size()), 0);
+            append(result, block);
             return nullptr;
         }
         if (method == "startOver") {
