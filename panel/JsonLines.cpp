@@ -74,6 +74,14 @@ std::string writeJson(int channel, const CallResult& result, std::string_view de
     return finish(line);
 }
 
+std::string setJson(const NamedValue& variable, std::string_view device)
+{
+    Json line = begin(device);
+    line["set"] = variable.name;
+    line["value"] = jsonOf(variable.value);
+    return finish(line);
+}
+
 std::string watchdogJson(std::string_view device, bool silent, long long ms)
 {
     Json line = begin(device);

@@ -16,6 +16,7 @@ std::string cycleJson(const CycleResult& result, bool showSecrets, std::string_v
 std::string commandJson(std::string_view command, const CallResult& result,
                         std::string_view device = {});
 std::string writeJson(int channel, const CallResult& result, std::string_view device = {});
+std::string setJson(const NamedValue& variable, std::string_view device);
 std::string watchdogJson(std::string_view device, bool silent, long long ms);
 
 }  // namespace panel

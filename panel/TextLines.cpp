@@ -24,11 +24,15 @@ std::string channelText(int number, const Value& value, bool showSecrets)
     return head.data() + (masked ? kMask : displayText(value)) + "\n";
 }
 
+std::string cycleHead(const CycleResult& result)
+{
+    return "cycle " + std::to_string(result.cycle) + ": " +
+           codeWithMeaning(CodeOf::kCollect, result.code) + ", " + durationText(result.ms);
+}
+
 std::string cycleText(const CycleResult& result, bool showSecrets)
 {
-    std::string text = "cycle " + std::to_string(result.cycle) + ": " +
-                       codeWithMeaning(CodeOf::kCollect, result.code) + ", " +
-                       durationText(result.ms) + "\n";
+    std::string text = cycleHead(result) + "\n";
     for (const auto& [number, value] : result.channels) {
         text += channelText(number, value, showSecrets);
     }

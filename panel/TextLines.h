@@ -10,6 +10,8 @@ namespace panel
 
 // Results as lines for people, each with a newline at its end.
 std::string cycleText(const CycleResult& result, bool showSecrets);
+// "cycle 3: code 7 (VPN enabled, not connected), 0.41 ms", without a newline.
+std::string cycleHead(const CycleResult& result);
 // "  9  VPN password        ********" and a newline.
 std::string channelText(int number, const Value& value, bool showSecrets);
 // "channel 10 (VPN user name) = vpnuser"

@@ -33,7 +33,9 @@ int main(int argc, char** argv)
     panel::addPollCommand(app, exitCode);
     panel::addSendCommand(app, exitCode);
     panel::addWriteCommand(app, exitCode);
+    panel::addRunCommand(app, exitCode);
     panel::addBlobCommand(app, exitCode);
+    panel::addCheckCommand(app, exitCode);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -40,6 +40,13 @@ bool drain(int& fd, std::string& text)
     return false;
 }
 
+int count(const std::string& text, const std::string& piece)
+{
+    int found = 0;
+    for (std::size_t at = text.find(piece); at != text.npos; at = text.find(piece, at + 1)) ++found;
+    return found;
+}
+
 void openTerminal(int& master, int& slave)
 {
     master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
@@ -125,11 +132,10 @@ bool PanelProgram::readSome(int timeoutMs)
     return true;
 }
 
-bool PanelProgram::waitForOutput(const std::string& text)
+bool PanelProgram::waitForOutput(const std::string& text, int times)
 {
     const auto deadline = Clock::now() + kLongestWait;
-    while (m_result.out.find(text) == std::string::npos &&
-           m_result.err.find(text) == std::string::npos) {
+    while (count(m_result.out, text) < times && count(m_result.err, text) < times) {
         if ((m_outFd < 0 && m_errFd < 0) || Clock::now() > deadline) return false;
         readSome(1000);
     }

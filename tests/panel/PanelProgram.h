@@ -53,8 +53,9 @@ public:
 
     // Starts it; then wait for output, signal it, and finish.
     void start(const std::vector<std::string>& arguments, bool terminal = false);
-    // Until text stands in what it has put out so far; false when it never came.
-    bool waitForOutput(const std::string& text);
+    // Until text stands so often in its standard output or standard error; false
+    // when that never came.
+    bool waitForOutput(const std::string& text, int times = 1);
     void signal(int number) const;
     Finished finish();
 

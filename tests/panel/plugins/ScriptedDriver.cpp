@@ -4,8 +4,8 @@
 //   cycle CODE [K=VALUE]...     the next cycle; the last one repeats
 //   command WORD CODE [NAME=VALUE]...   what a command writes, by the variable's type
 //   write CODE
-//   hold FILE                   collections wait, for 20 s at most, until FILE exists
-//   feed                        collections feed the host's watchdog
+//   hold NAME FILE              collections of the device wait, for 20 s at most, until FILE exists
+//   feed                        a device that waits feeds the host's watchdog
 //   say TEXT                    collections print TEXT on standard output
 //   crash                       collections end the process
 // Every call it gets is a line in the file that ORVA_TEST_LOG names.
@@ -41,6 +41,7 @@ struct Script {
     int writeCode = 0;
     std::vector<Step> cycles;
     std::map<std::string, Step> commands;
+    std::string holdName;
     std::string holdFile;
     std::string say;
     bool feed = false;
@@ -72,7 +73,7 @@ Script readScript(const char* path)
         if (statement == "write") words >> script.writeCode;
         if (statement == "cycle") script.cycles.push_back(readStep(words));
         if (statement == "command" && words >> word) script.commands[word] = readStep(words);
-        if (statement == "hold") words >> script.holdFile;
+        if (statement == "hold") words >> script.holdName >> script.holdFile;
         if (statement == "say") std::getline(words >> std::ws, script.say);
         if (statement == "feed") script.feed = true;
         if (statement == "crash") script.crash = true;
@@ -80,10 +81,11 @@ Script readScript(const char* path)
     return script;
 }
 
-void waitForFile(const std::string& path)
+void waitForFile(const std::string& path, bool feed)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (::access(path.c_str(), F_OK) != 0 && std::chrono::steady_clock::now() < deadline) {
+        if (feed && watch_dog_report) watch_dog_report(::pthread_self());
         ::poll(nullptr, 0, 5);
     }
 }
@@ -120,9 +122,8 @@ public:
         std::string flags;
         for (int i = 0; i < nCount; ++i) flags += pChannels[i] == 1 ? '1' : '0';
         log("collect " + flags);
-        if (!m_script.holdFile.empty()) waitForFile(m_script.holdFile);
+        if (m_name == m_script.holdName) waitForFile(m_script.holdFile, m_script.feed);
         if (m_script.crash) std::abort();
-        if (m_script.feed && watch_dog_report) watch_dog_report(::pthread_self());
         if (!m_script.say.empty()) std::printf("%s\n", m_script.say.c_str());
         std::fflush(stdout);
         if (m_script.cycles.empty()) return 0;

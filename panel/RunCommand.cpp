@@ -1,0 +1,66 @@
+#include "panel/Commands.h"
+#include "panel/PanelError.h"
+#include "panel/ProjectFile.h"
+#include "panel/ProjectRunner.h"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+namespace panel
+{
+
+namespace
+{
+
+struct RunOptions {
+    std::string project;
+    std::string driver;
+    int durationMs = 0;
+    bool json = false;
+    bool showSecrets = false;
+};
+
+int run(const RunOptions& options)
+{
+    Project project = loadProject(options.project);
+    if (options.durationMs > 0) project.durationMs = options.durationMs;
+    for (ProjectDevice& device : project.devices) {
+        if (!options.driver.empty()) device.driver = options.driver;
+    }
+    VariableStore variables;
+    for (const NamedValue& variable : project.variables) {
+        if (!variables.define(variable.name, variable.value)) {
+            throw PanelError("variable " + variable.name + " is defined twice");
+        }
+    }
+    const StopSignal stop;
+    Output output(options.json ? Output::DriverText::kToStderr : Output::DriverText::kMixedIn);
+    RunView view(output, variables, project, options.json, options.showSecrets);
+    return runProject(project, variables, view, stop);
+}
+
+}  // namespace
+
+void addRunCommand(CLI::App& app, int& exitCode)
+{
+    CLI::App* command = app.add_subcommand("run", "Run the devices of a project file");
+    const auto options = std::make_shared<RunOptions>();
+    command->add_option("project", options->project, "The project file")
+        ->required()
+        ->type_name("PROJECT.toml");
+    command->add_option("--driver", options->driver, "Use this library for every device")
+        ->type_name("LIB");
+    command
+        ->add_option("--duration", options->durationMs,
+                     "End after this time, whatever the file says")
+        ->type_name("MS")
+        ->check(CLI::PositiveNumber);
+    command->add_flag("--json", options->json, "One JSON object a line");
+    command->add_flag("--show-secrets", options->showSecrets, "Show passwords instead of ********");
+    command->footer(
+        "The exit code is 1 when a driver answered a command, a write or its configuration with\n"
+        "another code than 0; the codes of its cycles are the state of the VPN and do not count.");
+    command->callback([options, &exitCode] { exitCode = run(*options); });
+}
+
+}  // namespace panel

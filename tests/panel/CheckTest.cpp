@@ -1,0 +1,196 @@
+#include "panel/DryCycle.h"
+#include "panel/Processor.h"
+#include "tests/panel/PanelProgram.h"
+#include "tests/panel/TinyElf.h"
+
+#include <elf.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <cstdlib>
+#include <fstream>
+
+namespace
+{
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+// A processor that is not the one the tests run on.
+TinyElf foreignDriver()
+{
+    TinyElf elf = armDriver();
+    if (panel::ownProcessor() == panel::targetOf("armv7")) {
+        elf.is64 = true;
+        elf.machine = EM_X86_64;
+        elf.flags = 0;
+    }
+    return elf;
+}
+
+class CheckTest : public ::testing::Test
+{
+protected:
+    Finished check(std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(), "check");
+        return m_program.run(arguments);
+    }
+    std::string file(const TinyElf& elf) const
+    {
+        const std::vector<unsigned char> bytes = elf.bytes();
+        return m_folder.write("driver.so", std::string(bytes.begin(), bytes.end()));
+    }
+    void expectWrong(const Finished& result, const std::string& line)
+    {
+        EXPECT_EQ(result.exitCode, 2);
+        EXPECT_THAT(result.out, HasSubstr("  WRONG    " + line));
+        EXPECT_THAT(result.err, HasSubstr("can not be used as a driver: "));
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    }
+    PanelProgram& program() { return m_program; }
+    TestFolder& folder() { return m_folder; }
+
+private:
+    TestFolder m_folder;
+    PanelProgram m_program{m_folder};
+};
+
+TEST_F(CheckTest, AGoodDriverPassesWithADryCycle)
+{
+    program().script("cycle 7 1=a 2=3\n");
+    const Finished result = check({plugin("scripted_driver")});
+    EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
+    EXPECT_THAT(result.out,
+                HasSubstr("  ok       exports     CreateDeviceCtrl, DestroyDeviceCtrl\n"));
+    EXPECT_THAT(result.out, HasSubstr("new std::string (_GLIBCXX_USE_CXX11_ABI=1)"));
+    EXPECT_THAT(result.out, HasSubstr("libstdc++.so.6"));
+    EXPECT_THAT(result.out, HasSubstr("  ok       symbols     none is missing\n"));
+    EXPECT_THAT(result.out,
+                HasSubstr("dry cycle   code 7 (VPN enabled, not connected), 2 channels, "));
+    EXPECT_EQ(program().calls(),
+              "create check with tools\ncommunication\ninit 23 4E 00 00 00 00 0A 00 00 00\n"
+              "collect 1111111111\ncleanup\ndestroy\n");
+}
+
+TEST_F(CheckTest, ALibraryWithoutExportsIsSaidToExportNothing)
+{
+    expectWrong(
+        check({plugin("no_exports")}),
+        "exports     exports nothing; CreateDeviceCtrl and DestroyDeviceCtrl are missing\n");
+}
+
+TEST_F(CheckTest, AMissingExportAndAForeignOneAreNamed)
+{
+    const Finished result = check({plugin("no_destroy")});
+    expectWrong(result, "exports     does not export DestroyDeviceCtrl\n");
+    EXPECT_THAT(result.out, HasSubstr("  warning  exports     also exports somethingElse"));
+    EXPECT_THAT(result.out, HasSubstr("dry cycle   not possible without the exports"));
+}
+
+TEST_F(CheckTest, ALibraryForAnotherProcessorIsSaidToBeOne)
+{
+    const TinyElf elf = foreignDriver();
+    const Finished result = check({file(elf)});
+    expectWrong(result, "processor   built for ");
+    EXPECT_THAT(result.out, HasSubstr("dry cycle   not possible: another processor"));
+    if (elf.machine == EM_ARM) {
+        EXPECT_THAT(result.out, HasSubstr("ARM, 32 bit, hard float, not for"));
+        EXPECT_EQ(check({"--target", "armv7", file(elf)}).exitCode, 0);
+        expectWrong(
+            check({"--target", "armv7-softfloat", file(elf)}),
+            "processor   built for ARM, 32 bit, hard float, not for ARM, 32 bit, soft float");
+    }
+}
+
+TEST_F(CheckTest, AnUndefinedSymbolIsNamedBeforeAnythingIsLoaded)
+{
+    expectWrong(check({"--no-dry-cycle", plugin("undefined_symbol")}),
+                "symbols     undefined symbol functionThatNobodyHas\n");
+    expectWrong(check({plugin("undefined_symbol")}), "dry cycle   cannot load driver");
+}
+
+TEST_F(CheckTest, SymbolsAreLookedUpInTheNeededLibrariesOfTheRightProcessor)
+{
+    TinyElf runtime = foreignDriver();
+    runtime.symbols = {{"runtimeFunction"}};
+    const std::vector<unsigned char> bytes = runtime.bytes();
+    folder().write("libruntime.so", std::string(bytes.begin(), bytes.end()));
+    TinyElf elf = foreignDriver();
+    elf.needed = {"libruntime.so"};
+    elf.symbols.push_back({"runtimeFunction", false});
+    elf.symbols.push_back({"watch_dog_report", false});
+    elf.symbols.push_back({"optionalFunction", false, true});
+    const Finished without = check({file(elf)});
+    EXPECT_THAT(without.out, HasSubstr("  warning  needs       not found here: libruntime.so"));
+    EXPECT_THAT(without.out, HasSubstr("in none of the libraries found here: runtimeFunction\n"));
+    const Finished with = check({"--library-path", folder().path("."), file(elf)});
+    EXPECT_THAT(with.out, HasSubstr("  ok       symbols     none is missing\n"));
+    EXPECT_THAT(with.out, Not(HasSubstr("not found")));
+}
+
+TEST_F(CheckTest, FilesThatAreNoLibraryAreSaidToBeSo)
+{
+    expectWrong(check({folder().write("text", "text")}), "file        no ELF file\n");
+    expectWrong(check({folder().write("empty", "")}), "file        no ELF file\n");
+    std::ifstream good(plugin("no_exports"), std::ios::binary);
+    std::string content(1000, '\0');
+    good.read(content.data(), 1000);
+    expectWrong(check({folder().write("cut", content)}), "file        truncated: ");
+    EXPECT_EQ(check({"/does/not/exist"}).err,
+              "orva-panel: cannot read '/does/not/exist': No such file or directory\n");
+}
+
+TEST_F(CheckTest, TheStringAbiIsComparedWhereOneIsExpected)
+{
+    EXPECT_EQ(check({"--string-abi", "new", plugin("scripted_driver")}).exitCode, 0);
+    expectWrong(
+        check({"--string-abi", "old", plugin("scripted_driver")}),
+        "string ABI  new std::string (_GLIBCXX_USE_CXX11_ABI=1), the runtime has the other");
+    TinyElf old = foreignDriver();
+    old.symbols.push_back({"_ZNSs6assignEPKcm", false, true});
+    EXPECT_THAT(check({file(old)}).out, HasSubstr("old std::string (_GLIBCXX_USE_CXX11_ABI=0)"));
+    EXPECT_THAT(check({file(foreignDriver())}).out, HasSubstr("string ABI  not visible"));
+}
+
+TEST_F(CheckTest, VersionsShowTheirHighestNumber)
+{
+    TinyElf elf = foreignDriver();
+    elf.needed = {"libc.so.6"};
+    elf.versions = {"GLIBC_2.4", "GLIBC_2.34", "GLIBC_2.9", "GCC_3.5"};
+    EXPECT_THAT(check({file(elf)}).out, HasSubstr("versions    GCC_3.5, GLIBC_2.34\n"));
+}
+
+TEST_F(CheckTest, ASoftLibraryIsWarnedAbout)
+{
+    TinyElf elf = foreignDriver();
+    elf.relro = elf.bindNow = false;
+    elf.textRelocations = elf.executableStack = true;
+    EXPECT_THAT(check({file(elf)}).out,
+                HasSubstr("  warning  hardening   no RELRO, no BIND_NOW, text relocations, "
+                          "executable stack\n"));
+}
+
+TEST_F(CheckTest, ALibraryThatCrashesOrRefusesIsReportedAndHarmsNobody)
+{
+    program().script("crash\n");
+    const Finished crash = check({plugin("scripted_driver")});
+    EXPECT_EQ(crash.exitCode, 2);
+    EXPECT_THAT(crash.out, HasSubstr("dry cycle   crashes in CollectDevData: "));
+    program().script("init -2147483647\n");
+    expectWrong(check({plugin("scripted_driver")}),
+                "dry cycle   InitDevice: code 0x80000001 (configuration refused)\n");
+    expectWrong(check({plugin("null_object")}), "dry cycle   driver '");
+}
+
+TEST_F(CheckTest, ALibraryThatHangsIsEndedByTheDeadline)
+{
+    program().script("hold check " + folder().path("never") + "\n");
+    ::setenv("ORVA_TEST_SCRIPT", folder().path("script").c_str(), 1);
+    const panel::DryCycleResult result =
+        panel::runDryCycle(plugin("scripted_driver"), std::chrono::milliseconds(200));
+    EXPECT_FALSE(result.completed);
+    EXPECT_EQ(result.text, "hangs in CollectDevData");
+}
+
+}  // namespace
