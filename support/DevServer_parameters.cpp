@@ -1,4 +1,7 @@
 #include "support/DevServer.h"
+
+// Not read here: each of the driver's sources above the client carries the vocabulary.
+#include "device/DevTables.h"
 #include "support/MfcConverter.h"
 
 // On purpose a missing value or set callback is no failure anywhere here: the

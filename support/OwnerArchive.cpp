@@ -1,5 +1,8 @@
 #include "support/OwnerArchive.h"
 
+// Not read here: each of the driver's sources above the client carries the vocabulary.
+#include "device/DevTables.h"
+
 #include <algorithm>
 #include <cstring>
 
