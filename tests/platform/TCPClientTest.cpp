@@ -122,29 +122,6 @@ TEST(TCPClientTest, AConnectionThatDoesNotComeUpEndsWithTheTimeOut)
     for (const int other : waiting) close(other);
 }
 
-// Where nobody listens on a port of the range from which clients get theirs, a
-// client comes to be connected to itself sooner or later.
-TEST(TCPClientTest, AConnectionToItselfIsNone)
-{
-    // Linux gives even ports to clients first, and these one after the other.
-    const auto number = static_cast<std::uint16_t>(Port(-1).number() & ~1);
-    constexpr int kAttempts = 30000;
-    int needed = 0;
-    for (; needed < kAttempts; ++needed) {
-        const int fd = tcpSocket();
-        const bool toItself = connectTo(fd, number);
-        const linger abort = {1, 0};
-        setsockopt(fd, SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
-        close(fd);
-        if (toItself) break;
-    }
-    if (needed == kAttempts) GTEST_SKIP() << "this machine does not connect clients to themselves";
-    const Address address(("127.0.0.1:" + std::to_string(number)).c_str());
-    for (int i = 0; i < kAttempts; ++i) {
-        ASSERT_EQ(connectTcp(address, 3000), -1) << "attempt " << i;
-    }
-}
-
 TEST(TCPClientTest, CallsGoOverTcp)
 {
     const Port port(1);
