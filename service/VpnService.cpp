@@ -137,7 +137,7 @@ DeviceInfo VpnService::getDeviceVPNInfo()
     info.serverIP = m_settings.server;
     info.serverPort = m_settings.port;
     info.deviceName = m_settings.deviceName;
-    info.vpnIP = m_settings.enabled ? tunnel.vpnIp : std::string();
+    info.vpnIP = tunnel.vpnIp;
     info.beatInterval = m_settings.beatIntervalS;
     info.status = m_settings.enabled ? statusOf(tunnel.stage) : kStatusDisabled;
     return info;
