@@ -18,14 +18,15 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept
     return std::malloc(size == 0 ? 1 : size);
 }
 
-// The counterparts that let malloc'ed memory come back through either form.
-void* operator new(std::size_t size)
+// The counterparts that let malloc'ed memory come back through either form. Never inlined:
+// a compiler that sees into one of a pair and not into the other takes them for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size)
 {
     if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
     throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 class InitDeviceTest : public HostTest
 {
