@@ -2,10 +2,10 @@
 #include "platform/QZNet.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -50,10 +50,11 @@ bool isConnectedToItself(int fd)
     return true;
 }
 
+// Not by fcntl(): on 32-bit ARM that takes a panel with glibc 2.28 or newer.
 bool setBlocking(int fd)
 {
-    const int flags = fcntl(fd, F_GETFL);
-    return flags >= 0 && fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) == 0;
+    int nonBlocking = 0;
+    return ioctl(fd, FIONBIO, &nonBlocking) == 0;
 }
 
 bool establish(int fd, const Address& address, const Deadline& deadline)
