@@ -86,7 +86,7 @@ int CDevCtrl::InitDevice(const unsigned char* pData, int nLen)
         if (!archive) return STATUS_OK;
         // In this order: rewound before the switch, the archive keeps the zeros behind a short
         // blob.
-        archive->SvrWrite(pData, pData != nullptr && nLen > 0 ? nLen : 0);
+        archive->SvrWrite(pData, nLen);
         archive->SvrSeekToBegin();
         archive->SvrChangeMode(ARCHIVE_LOADING);
         return orva_device::SvrInitDevRun(m_data) == 0 ? STATUS_OK : STATUS_FAILED;
