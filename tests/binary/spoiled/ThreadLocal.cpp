@@ -1,0 +1,6 @@
+extern "C" int* spoiledCounter();
+extern "C" int* spoiledCounter()
+{
+    thread_local int counter = 1;
+    return &counter;
+}

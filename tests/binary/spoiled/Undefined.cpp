@@ -1,0 +1,3 @@
+extern "C" void isMissing();
+extern "C" void spoiledCall();
+extern "C" void spoiledCall() { isMissing(); }
