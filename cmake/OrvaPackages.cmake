@@ -1,0 +1,138 @@
+# What is installed, and cpack's packages of it: one .deb for each component, and a tar
+# with the library for panels without dpkg. They land in the folder packages/ of the build.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(ORVA_MAINTAINER "Orva panel software <maintainers@orva.invalid>" CACHE STRING
+    "Who stands in the packages as their maintainer")
+
+# A plug-in that the runtime opens by its path. In a folder of its own, because no program
+# links it: ldconfig must not offer it, and no version in its name tells two apart.
+set(ORVA_DRIVER_DESTINATION lib/orva/drivers)
+set(packaging ${PROJECT_SOURCE_DIR}/packaging)
+set(configured ${PROJECT_BINARY_DIR}/packaging)
+set(prefix /usr)
+
+# --- driver: libdevicevpn ---
+install(TARGETS devicevpn LIBRARY DESTINATION ${ORVA_DRIVER_DESTINATION} COMPONENT driver)
+set(components driver)
+
+# --- dev: libdevicevpn-dev ---
+install(FILES host/HostInterface.h host/StatusCodes.h DESTINATION include/orva/host COMPONENT dev)
+configure_file(${packaging}/devicevpn.pc.in ${configured}/devicevpn.pc @ONLY)
+configure_package_config_file(${packaging}/devicevpn-config.cmake.in
+    ${configured}/devicevpn-config.cmake INSTALL_DESTINATION share/cmake/devicevpn
+    NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+# Nothing in this package belongs to one processor: that of the driver is the host's to know.
+write_basic_package_version_file(${configured}/devicevpn-config-version.cmake
+    COMPATIBILITY SameMajorVersion ARCH_INDEPENDENT)
+install(FILES ${configured}/devicevpn.pc DESTINATION share/pkgconfig COMPONENT dev)
+install(FILES ${configured}/devicevpn-config.cmake ${configured}/devicevpn-config-version.cmake
+    DESTINATION share/cmake/devicevpn COMPONENT dev)
+list(APPEND components dev)
+
+# --- service: orva-vpnd; panel: orva-panel. Over another platform there is neither. ---
+if(TARGET orva-vpnd)
+    install(TARGETS orva-vpnd RUNTIME DESTINATION sbin COMPONENT service)
+    set(sbindir ${prefix}/sbin)
+    configure_file(${packaging}/orva-vpnd.service.in ${configured}/orva-vpnd.service @ONLY)
+    install(FILES ${configured}/orva-vpnd.service DESTINATION lib/systemd/system COMPONENT service)
+    install(FILES ${packaging}/tunnel.conf DESTINATION share/doc/orva-vpnd/examples
+        COMPONENT service)
+    list(APPEND components service)
+endif()
+if(TARGET orva-panel)
+    install(TARGETS orva-panel RUNTIME DESTINATION bin COMPONENT panel)
+    file(GLOB examples CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/examples/*)
+    foreach(example ${examples})
+        # The build's library becomes the installed one.
+        cmake_path(GET example FILENAME name)
+        file(READ ${example} text)
+        string(REPLACE "../build/release/lib/" "${prefix}/${ORVA_DRIVER_DESTINATION}/" text "${text}")
+        file(CONFIGURE OUTPUT ${configured}/examples/${name} CONTENT "${text}" @ONLY)
+        set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${example})
+        install(FILES ${configured}/examples/${name} DESTINATION share/orva-panel/examples
+            COMPONENT panel)
+    endforeach()
+    list(APPEND components panel)
+endif()
+
+# --- Packages ---
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armel)
+    if(ORVA_FLOAT_ABI STREQUAL "hard")
+        set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
+    endif()
+elseif(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE amd64)
+endif()
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME orva)
+set(CPACK_PACKAGE_VENDOR Orva)
+set(CPACK_PACKAGE_CONTACT ${ORVA_MAINTAINER})
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_PACKAGING_INSTALL_PREFIX ${prefix})
+set(CPACK_COMPONENTS_ALL ${components})
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_SOURCE orva)
+
+set(CPACK_DEBIAN_DRIVER_PACKAGE_NAME libdevicevpn)
+set(CPACK_DEBIAN_DRIVER_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_DRIVER_PACKAGE_RECOMMENDS "orva-vpnd")
+set(CPACK_DEBIAN_DRIVER_DESCRIPTION "device driver for the VPN client of an operator panel
+The panel's runtime loads this plug-in, polls the state and the settings of the
+panel's own VPN through it, and hands it commands. The driver talks to the VPN
+service at 127.0.0.1, port 9009.")
+
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME libdevicevpn-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "libdevicevpn")
+set(CPACK_DEBIAN_DEV_DESCRIPTION "host interface of the panel's VPN device driver
+What a program needs to load libdevicevpn.so and to drive it: the header of the
+host interface, the status codes, and files for pkg-config and CMake.")
+
+set(CPACK_DEBIAN_SERVICE_PACKAGE_NAME orva-vpnd)
+set(CPACK_DEBIAN_SERVICE_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_SERVICE_DESCRIPTION "VPN service of an operator panel
+Keeps the panel's VPN settings and controls its tunnel, for local clients such
+as the device driver in libdevicevpn. The tunnel is simulated.
+After the installation: systemctl enable --now orva-vpnd")
+
+set(CPACK_DEBIAN_PANEL_PACKAGE_NAME orva-panel)
+set(CPACK_DEBIAN_PANEL_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_PANEL_PACKAGE_RECOMMENDS "libdevicevpn, orva-vpnd")
+set(CPACK_DEBIAN_PANEL_DESCRIPTION "host for panel device drivers, on a PC or a panel
+Loads a device driver as the panel's runtime does, polls its channels, sends it
+commands and writes, runs project files, and checks a driver library before it
+is copied to a panel. Example projects are in /usr/share/orva-panel/examples.")
+
+# dpkg-shlibdeps knows the libraries of this machine only. Without it the packages state
+# what Debian 12's compiler makes them need.
+find_program(ORVA_DPKG_SHLIBDEPS dpkg-shlibdeps)
+find_program(ORVA_FILE file)
+mark_as_advanced(ORVA_DPKG_SHLIBDEPS ORVA_FILE)
+foreach(component DRIVER SERVICE PANEL)
+    if(ORVA_DPKG_SHLIBDEPS AND ORVA_FILE AND NOT CMAKE_CROSSCOMPILING)
+        set(CPACK_DEBIAN_${component}_PACKAGE_SHLIBDEPS ON)
+    elseif(ORVA_STATIC_CXX AND NOT component STREQUAL "PANEL")
+        set(CPACK_DEBIAN_${component}_PACKAGE_DEPENDS "libc6 (>= 2.34)")
+    else()
+        set(CPACK_DEBIAN_${component}_PACKAGE_DEPENDS
+            "libc6 (>= 2.34), libgcc-s1 (>= 3.5), libstdc++6 (>= 12)")
+    endif()
+endforeach()
+
+# What cpack's own scripts need to know.
+set(CPACK_PROJECT_CONFIG_FILE ${packaging}/source_date.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${packaging}/same_bytes.cmake ${packaging}/panel_tar.cmake)
+set(CPACK_ORVA_SOURCE_DIR ${PROJECT_SOURCE_DIR})
+set(CPACK_ORVA_DRIVER_DESTINATION ${ORVA_DRIVER_DESTINATION})
+set(CPACK_ORVA_READELF ${CMAKE_READELF})
+set(CPACK_ORVA_COMPILER "${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION}")
+set(CPACK_ORVA_STRING_ABI "${ORVA_CXX11_ABI}")
+set(CPACK_ORVA_STATIC_CXX "${ORVA_STATIC_CXX}")
+include(CPack)

@@ -1,0 +1,78 @@
+# Run by cpack after it has made the .deb packages: a plain tar with the same stripped
+# library and a note, for panels without dpkg.
+if(NOT CPACK_PACKAGE_FILES MATCHES "/libdevicevpn_")
+    return()
+endif()
+set(version ${CPACK_PACKAGE_VERSION})
+set(architecture ${CPACK_DEBIAN_PACKAGE_ARCHITECTURE})
+set(name libdevicevpn-${version}-${architecture})
+set(staged ${CPACK_TEMPORARY_DIRECTORY}/driver${CPACK_PACKAGING_INSTALL_PREFIX})
+set(work ${CPACK_TOPLEVEL_DIRECTORY}/tar)
+file(REMOVE_RECURSE ${work})
+file(COPY ${staged}/${CPACK_ORVA_DRIVER_DESTINATION}/libdevicevpn.so DESTINATION ${work}/${name})
+set(library ${work}/${name}/libdevicevpn.so)
+
+# run(OUTPUT command...): ends the packing when the command fails.
+function(run output)
+    execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C ${ARGN} WORKING_DIRECTORY ${work}
+        OUTPUT_VARIABLE text OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    set(${output} "${text}" PARENT_SCOPE)
+endfunction()
+
+# What the note says about this very library comes from the library.
+run(header ${CPACK_ORVA_READELF} -hd ${library})
+run(versions ${CPACK_ORVA_READELF} -V ${library})
+run(symbols ${CPACK_ORVA_READELF} -Ws --dyn-syms ${library})
+
+string(REPLACE "[" "<" header "${header}") # a list element must not have half a bracket
+string(REPLACE "]" ">" header "${header}")
+string(REGEX MATCHALL "Shared library: <[^>]*" needed "${header}")
+list(TRANSFORM needed REPLACE "^.*<" "")
+list(JOIN needed ", " needed)
+
+set(highest_versions "")
+foreach(prefix GLIBC GLIBCXX)
+    string(REGEX MATCHALL "Name: ${prefix}_[0-9.]+" names "${versions}")
+    list(TRANSFORM names REPLACE "^.*_" "")
+    list(SORT names COMPARE NATURAL)
+    if(names)
+        list(GET names -1 highest)
+        list(APPEND highest_versions "${prefix}_${highest}")
+    endif()
+endforeach()
+list(JOIN highest_versions ", " highest_versions)
+
+set(string_abi "not visible from outside")
+if(CPACK_ORVA_STRING_ABI STREQUAL "")
+    if(symbols MATCHES "__cxx11")
+        set(string_abi "new (_GLIBCXX_USE_CXX11_ABI=1)")
+    elseif(symbols MATCHES "_ZNK?Ss")
+        set(string_abi "old (_GLIBCXX_USE_CXX11_ABI=0)")
+    endif()
+elseif(CPACK_ORVA_STRING_ABI)
+    set(string_abi "new (_GLIBCXX_USE_CXX11_ABI=1)")
+else()
+    set(string_abi "old (_GLIBCXX_USE_CXX11_ABI=0)")
+endif()
+
+set(processor "64-bit x86")
+set(target x86-64)
+if(architecture STREQUAL "armhf")
+    set(processor "32-bit ARM, hard float")
+    set(target armv7)
+elseif(architecture STREQUAL "armel")
+    set(processor "32-bit ARM, soft float calls")
+    set(target armv7-softfloat)
+endif()
+configure_file(${CMAKE_CURRENT_LIST_DIR}/panel-note.txt.in ${work}/${name}/README.txt @ONLY)
+
+file(SHA256 ${library} library_sum)
+file(SHA256 ${work}/${name}/README.txt note_sum)
+file(WRITE ${work}/${name}/SHA256SUMS "${note_sum}  README.txt\n${library_sum}  libdevicevpn.so\n")
+
+# Always the same order, owner, modes and times.
+run(ignored tar --create --file ${name}.tar --sort=name --format=ustar --owner=0 --group=0
+    --numeric-owner --mode=u=rwX,go=rX --mtime=@$ENV{SOURCE_DATE_EPOCH} ${name})
+run(ignored gzip --no-name --force -9 ${name}.tar)
+file(COPY ${work}/${name}.tar.gz DESTINATION ${CPACK_PACKAGE_DIRECTORY})
+message("CPack: - package: ${CPACK_PACKAGE_DIRECTORY}/${name}.tar.gz generated.")
