@@ -39,9 +39,15 @@ public:
     static int mfDevIOWriteChannel(ORVA_DATA& data, CString& arguments);
 
     // Initialisation.
+
+    // Empties the property stores of DEV_DATA. 0, or 1 without DEV_DATA.
     static int _SetDefaultProperty(ORVA_DATA& data);
+    // Reads the configuration into DEV_DATA, both of which must be there. 0, or
+    // -1 when it is of another version.
     static int _mfDeserialize(ORVA_DATA& data);
+    // The part behind the version. Always 0; what is missing reads as it was.
     static int _mfDeserializeFromVersion1(ORVA_DATA& data);
+    // Properties that the device declares: always 0.
     static int _GetPropertyNum();
     // A string in the configuration: 32-bit byte count, then UTF-8. 0, or 1 with
     // text untouched when there is no archive or the count is unusable.

@@ -1,12 +1,9 @@
 #include "device/DevBas.h"
 #include "device/DevTables.h"
+#include "device/ServiceCall.h"
 #include "device/ServiceFailure.h"
-#include "host/DevData.h"
 #include "host/StatusCodes.h"
 #include "platform/HostTools.h"
-#include "vpnclient/VPNRpcCtrlClient.h"
-
-#include <algorithm>
 
 CDevBas::~CDevBas() = default;
 
@@ -26,7 +23,6 @@ struct Cycle {
     CArray<double, double>& numbers;
     CStringArray& texts;
 
-    QZ::RPC::DispatchClient* connection() const { return data.pDevData->pDispatchClient; }
     bool requests(int channel) const
     {
         return channel < flags.GetSize() && flags[channel] == FLAG_REQUESTED;
@@ -73,9 +69,13 @@ bool askEnabled(VPNRpcCtrlClient& client, bool fallback)
 // Channels 1 to 6 and the cycle's result code.
 int collectSettings(Cycle& cycle)
 {
-    VPNRpcCtrlClient client(cycle.connection());
+    QZ::RPC::DispatchClient* const connection = connectionOf(cycle.data);
+    VPNRpcCtrlClient client(connection);
     const DeviceVPNInfo info = client.getDeviceVPNInfo();
     CDevBas::watch_dog_report();
+    // The client must not outlive its connection, which a host that came back
+    // into the driver from its watchdog may have dropped.
+    if (connectionOf(cycle.data) != connection) throw QZ::Net::Exception("loadData", "interrupted");
 
     // Unsigned, so that a negative status is beyond the table too.
     const auto status = static_cast<std::uint32_t>(info.status);
@@ -97,7 +97,7 @@ template <class Result>
 void collectOne(Cycle& cycle, int channel, Result (VPNRpcCtrlClient::*ask)())
 {
     if (!cycle.requests(channel)) return;
-    VPNRpcCtrlClient client(cycle.connection());
+    VPNRpcCtrlClient client(connectionOf(cycle.data));
     const Result answer = (client.*ask)();
     CDevBas::watch_dog_report();
     cycle.store(channel, answer);

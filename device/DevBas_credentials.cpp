@@ -16,9 +16,6 @@ namespace
 constexpr int kMinCredentialLength = 6;
 constexpr int kMaxCredentialLength = 32;
 
-// The host offers no type for the name, so it stands for itself.
-constexpr int kNoType = -2;
-
 bool isCredential(const CString& text, int (*accepts)(int))
 {
     const int length = text.GetLength();
@@ -41,13 +38,14 @@ constexpr WritableChannel kWritableChannels[] = {
     {CHANNEL_VPN_USER_NAME, &CDevBas::_CheckVPNUserName, &VPNRpcCtrlClient::setVPNUserName},
 };
 
-// On purpose: the connection comes before the validator.
+// On purpose: connection and client come before the validator.
 int writeChannel(ORVA_DATA& data, const WritableChannel& target, CString& value)
 {
     if (!CDevBas::initData(data.pDevData)) return RESULT_NO_SERVICE;
+    VPNRpcCtrlClient client(connectionOf(data));
     if (!target.accepts(value)) return RESULT_BAD_COMMAND;
-    const int answer = callService(data, target.operation, QZ::utils::String(value));
-    return answer == 0 ? RESULT_OK : RESULT_BAD_COMMAND;
+    const int answer = (client.*target.operation)(QZ::utils::String(value));
+    return answer == kAnswerDone ? RESULT_OK : RESULT_BAD_COMMAND;
 }
 
 }  // namespace
@@ -71,7 +69,7 @@ int CDevBas::_SetPasswd(ORVA_DATA& data, const CString& arguments)
     const CommandArguments fields(data, arguments, 2);
     if (!fields.valid()) return RESULT_BAD_COMMAND;
     const int type = fields.type(0);
-    if (type != DATATYPE_STRING && type != kNoType) return RESULT_BAD_COMMAND;
+    if (type != DATATYPE_STRING && type != kNoParamType) return RESULT_BAD_COMMAND;
     CString password;
     if (!fields.readText(0, password) || !_CheckVPNPasswd(password)) return fields.refuse();
     callService(data, &VPNRpcCtrlClient::setVPNPassword, QZ::utils::String(password));
@@ -87,7 +85,7 @@ int CDevBas::mfDevIOWriteChannel(ORVA_DATA& data, CString& arguments)
     if (CDevServer::SvrGetCmdStr(arguments, separator, left, value) == 0) {
         return RESULT_MALFORMED_WRITE;
     }
-    const int channel = truncToInt(CDevServer::SvrStr2Double(left, 100, 0, left.GetLength()));
+    const int channel = truncToInt(CDevServer::SvrStr2Double(left, kTypeText, 0, left.GetLength()));
     if (channel < 1 || channel > CHANNEL_COUNT) return RESULT_OK;
     if (DEV_DWORD_CHLRWTYPE[channel] == CHANNEL_READONLY) return RESULT_REFUSED;
 

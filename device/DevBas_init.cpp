@@ -1,9 +1,8 @@
 #include "device/DevBas.h"
-#include "device/DevTables.h"
 #include "host/DevData.h"
+#include "host/StatusCodes.h"
 #include "support/OwnerArchive.h"
 
-#include <algorithm>
 #include <new>
 
 namespace
@@ -14,31 +13,31 @@ constexpr int kMaxConfigString = 16 * 1024 * 1024;
 
 int CDevBas::mfCheckDevDataInit(ORVA_DATA& data)
 {
-    if (data.pDevData != nullptr) return 0;
+    if (data.pDevData != nullptr) return RESULT_OK;
     data.pDevData = new DEV_DATA();
     _SetDefaultProperty(data);
     if (data.pArchive == nullptr || data.pArchive->SvrGetRealBufferSize() == 0) {
         data.pDevData->bNoConfig = true;
-    } else if (_mfDeserialize(data) != 0) {
-        return -1;
+    } else if (_mfDeserialize(data) != RESULT_OK) {
+        return CONFIG_OTHER_VERSION;
     }
     data.pDevData->dLastValue = -1.0;
-    return 0;
+    return RESULT_OK;
 }
 
 int CDevBas::_SetDefaultProperty(ORVA_DATA& data)
 {
-    if (data.pDevData == nullptr) return 1;
+    if (data.pDevData == nullptr) return CONFIG_UNUSABLE;
     data.pDevData->arrPropInt.release();
     data.pDevData->arrPropAux.release();
     data.pDevData->vecPropStrings.clear();
-    return 0;
+    return RESULT_OK;
 }
 
 int CDevBas::_mfDeserialize(ORVA_DATA& data)
 {
     data.pArchive->SvrChangeMode(ARCHIVE_LOADING);
-    if (data.pArchive->GetNowVersion() != CONFIG_VERSION) return -1;
+    if (data.pArchive->GetNowVersion() != CONFIG_VERSION) return CONFIG_OTHER_VERSION;
     return _mfDeserializeFromVersion1(data);
 }
 
@@ -46,35 +45,34 @@ int CDevBas::_mfDeserializeFromVersion1(ORVA_DATA& data)
 {
     int propertyCount = 0;
     *data.pArchive >> propertyCount;
-    // As many property records as the device declares would stand here: none.
-    static_cast<void>(std::min(propertyCount, _GetPropertyNum()));
+    // On purpose no records behind it, whatever it says: the device declares no properties.
     *data.pArchive >> data.pDevData->nMaxChannel;
-    return 0;
+    return RESULT_OK;
 }
 
 int CDevBas::_GetPropertyNum() { return 0; }
 
 int CDevBas::_DeserializeUtf8String(ORVA_DATA& data, std::string& text)
 {
-    if (data.pArchive == nullptr) return 1;
+    if (data.pArchive == nullptr) return CONFIG_UNUSABLE;
     int length = 0;
     *data.pArchive >> length;
-    if (length < 0 || length > kMaxConfigString) return 1;
+    if (length < 0 || length > kMaxConfigString) return CONFIG_UNUSABLE;
     try {
         std::string bytes(static_cast<std::size_t>(length), '\0');
         data.pArchive->Read(bytes.data(), length);
         text.swap(bytes);
     } catch (const std::bad_alloc&) {
-        return 1;
+        return CONFIG_UNUSABLE;
     }
-    return 0;
+    return RESULT_OK;
 }
 
 int CDevBas::_SerializeUtf8String(ORVA_DATA& data, const std::string& text)
 {
-    if (data.pArchive == nullptr) return 1;
+    if (data.pArchive == nullptr) return CONFIG_UNUSABLE;
     const int length = static_cast<int>(text.size());
     *data.pArchive << length;
     data.pArchive->Write(text.data(), length);
-    return 0;
+    return RESULT_OK;
 }

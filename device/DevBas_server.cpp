@@ -1,8 +1,7 @@
 #include "device/CommandArguments.h"
 #include "device/DevBas.h"
-#include "host/DevData.h"
+#include "device/ServiceCall.h"
 #include "host/StatusCodes.h"
-#include "vpnclient/VPNRpcCtrlClient.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -11,15 +10,12 @@
 namespace
 {
 
-// The service's answers that the server commands tell apart.
-constexpr int kAnswerInvalid = 1;
-constexpr int kAnswerNotNow = 2;
-
-bool takesAnyAddress(const char* text) { return *text != '\0'; }
+bool isAnyAddress(const QZ::utils::String& text) { return !text.empty(); }
+bool isIpAddress(const QZ::utils::String& text) { return CDevBas::_CheckAddr(text.c_str()); }
 
 // What SETVPNSERVER and STARTVPN differ in.
 struct ServerCommand {
-    bool (*accepts)(const char* address);
+    bool (*accepts)(const QZ::utils::String& address);
     int (VPNRpcCtrlClient::*operation)(const QZ::utils::String& address, const int& port);
 };
 
@@ -28,13 +24,13 @@ struct ServerCommand {
 int callServer(ORVA_DATA& data, const ServerCommand& command, QZ::utils::String address, int port,
                bool portMissing)
 {
-    VPNRpcCtrlClient client(data.pDevData->pDispatchClient);
+    VPNRpcCtrlClient client(connectionOf(data));
     if (address.empty() || portMissing) {
         const DeviceVPNInfo info = client.getDeviceVPNInfo();
         if (address.empty()) address = info.serverIP;
         if (portMissing) port = info.serverPort;
     }
-    if (!command.accepts(address.c_str())) return kAnswerInvalid;
+    if (!command.accepts(address)) return kAnswerInvalid;
     if (!CDevBas::_CheckPort(port)) return kAnswerInvalid;
     return (client.*command.operation)(address, port);
 }
@@ -61,12 +57,12 @@ int CDevBas::_SetVPNServer(ORVA_DATA& data, const CString& arguments)
 {
     // On purpose unlike STARTVPN: host names and the like are the service's to judge.
     return runServerCommand(data, arguments,
-                            {&takesAnyAddress, &VPNRpcCtrlClient::setServerIPAndPort});
+                            {&isAnyAddress, &VPNRpcCtrlClient::setServerIPAndPort});
 }
 
 int CDevBas::_StartVPN(ORVA_DATA& data, const CString& arguments)
 {
-    return runServerCommand(data, arguments, {&CDevBas::_CheckAddr, &VPNRpcCtrlClient::startVPN});
+    return runServerCommand(data, arguments, {&isIpAddress, &VPNRpcCtrlClient::startVPN});
 }
 
 bool CDevBas::_CheckAddr(const char* text)

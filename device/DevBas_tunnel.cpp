@@ -7,8 +7,6 @@
 namespace
 {
 
-constexpr int kAnswerDone = 0;
-
 int putOnline(ORVA_DATA& data, const CString& text, bool online)
 {
     const CommandArguments arguments(data, text, 1);

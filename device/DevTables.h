@@ -1,10 +1,12 @@
 #pragma once
 
+#include "host/StatusCodes.h"
 #include "platform/CString.h"
 
 #include <cstdint>
 
-// The device's vocabulary. The text tables are objects of their own in each
+// The device's vocabulary, carried by device logic, conversions, archive, driver
+// object and run glue alike: the text tables are objects of their own in each
 // source that includes this header, built in the order in which they stand here.
 
 // Value of a channel's request flag.
@@ -80,4 +82,5 @@ constexpr std::int32_t DEV_DWORD_CHLRWTYPE[CHANNEL_COUNT + 1] = {
 };
 
 // Result of a collection by the VPN status 0 to 3 that the service reports.
-constexpr std::int32_t VPN_STATE_RESULT_CODE[4] = {0, 7, 8, 10};
+constexpr std::int32_t VPN_STATE_RESULT_CODE[4] = {RESULT_OK, RESULT_VPN_IDLE,
+                                                   RESULT_VPN_CONNECTING, RESULT_VPN_DISABLED};

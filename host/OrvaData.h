@@ -12,9 +12,9 @@ struct ORVA_DATA;
 // Parameter access through the host: the record, the parameter's name, its type
 // and the value (int*, double* or CString*, as the type says). Host statuses come
 // back unchanged; 0x80000001 for a bad argument, 0x80000000 without a database.
-using PFN_SETPARAMVALUE = int (*)(ORVA_DATA&, CString, DATATYPE, void*);
-using PFN_GETPARAMVALUE = int (*)(ORVA_DATA&, CString, DATATYPE, void*);
-using PFN_GETPARAMTYPE = int (*)(ORVA_DATA&, CString, DATATYPE&);
+using SetParamValueFun = int (*)(ORVA_DATA&, CString, DATATYPE, void*);
+using GetParamValueFun = int (*)(ORVA_DATA&, CString, DATATYPE, void*);
+using GetParamTypeFun = int (*)(ORVA_DATA&, CString, DATATYPE&);
 
 // The host's record of one device; lives inside the driver object, which owns it.
 struct ORVA_DATA {
@@ -27,7 +27,7 @@ struct ORVA_DATA {
     ICommunication* pCommunication = nullptr;  // the host's
     IDevRtdbCtrl* pRtdb = nullptr;             // the host's
     std::uint32_t nReserved2 = 0;
-    PFN_SETPARAMVALUE pfnSetParamValue = nullptr;
-    PFN_GETPARAMVALUE pfnGetParamValue = nullptr;
-    PFN_GETPARAMTYPE pfnGetParamType = nullptr;
+    SetParamValueFun pfnSetParamValue = nullptr;
+    GetParamValueFun pfnGetParamValue = nullptr;
+    GetParamTypeFun pfnGetParamType = nullptr;
 };

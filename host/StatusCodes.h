@@ -9,6 +9,11 @@ constexpr int STATUS_NO_RTDB = static_cast<int>(0x80000000u);  // parameter acce
 constexpr int STATUS_COLLECT_NO_RTDB = -3;                     // collection without database
 constexpr int STATUS_DESTROY_NULL = 1;                         // DestroyDeviceCtrl without object
 
+// Between the layers.
+constexpr int GLUE_DONE = 1;              // what the run glue's start and end answer
+constexpr int CONFIG_OTHER_VERSION = -1;  // the configuration blob is of another version
+constexpr int CONFIG_UNUSABLE = 1;        // no record, no archive or an unusable length
+
 // Device logic: collections, commands and channel writes.
 constexpr int RESULT_OK = 0;
 constexpr int RESULT_NO_SERVICE = 1;   // no connection, or a service call failed

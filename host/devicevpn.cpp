@@ -1,27 +1,30 @@
 #include "host/devicevpn.h"
 
 #include "device/DevBas.h"
-#include "device/DevTables.h"
 #include "host/DevData.h"
+#include "host/StatusCodes.h"
 #include "vpnclient/Connection.h"
+
+// Not read here, only carried: see its head.
+#include "device/DevTables.h"
 
 DEV_DATA::~DEV_DATA() { dropConnection(pDispatchClient); }
 
 namespace orva_device
 {
 
-int DllInit() { return 1; }
+int DllInit() { return GLUE_DONE; }
 
 int SvrInitDevRun(ORVA_DATA& data) { return CDevBas::mfCheckDevDataInit(data); }
 
 int SvrExitDevRun(ORVA_DATA& data)
 {
-    if (data.pDevData == nullptr) return 1;
+    if (data.pDevData == nullptr) return GLUE_DONE;
     data.pDevData->arrPropInt.release();
     dropConnection(data.pDevData->pDispatchClient);
     delete data.pDevData;
     data.pDevData = nullptr;
-    return 1;
+    return GLUE_DONE;
 }
 
 int SvrCollectDevData(ORVA_DATA& data, CArray<int, int>& flags, CArray<double, double>& values,

@@ -111,10 +111,11 @@ int CDevCtrl::CollectDevData(const int* pChannels, int nCount)
         _InitValueArray(nCount);
         if (m_pRtdb == nullptr) return STATUS_COLLECT_NO_RTDB;
         setFlags(pChannels, nCount, m_arrFlags);
-        if (orva_device::SvrCollectDevData(m_data, m_arrFlags, m_arrValues, m_arrStrings) == 0) {
-            _SetValueToRtdb(m_arrFlags, m_arrValues, m_arrStrings);
-        }
-        return result();
+        orva_device::SvrCollectDevData(m_data, m_arrFlags, m_arrValues, m_arrStrings);
+        // Taken before the host is called, which may run a command of its own meanwhile.
+        const int code = result();
+        _SetValueToRtdb(m_arrFlags, m_arrValues, m_arrStrings);
+        return code;
     });
 }
 
@@ -179,7 +180,7 @@ int CDevCtrl::_InitValueArray(int n)
     m_arrValues.SetSize(count + 1);
     m_arrStrings.SetSize(count + 1);
     m_arrFlags.SetSize(count + 1);
-    // Only now: arrays that were not all sized are sized again by the next call.
+    // Only now: arrays that were not all sized are sized by the next call with this count.
     m_nChannelCount = count;
     return 0;
 }

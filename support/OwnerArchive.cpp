@@ -1,6 +1,6 @@
 #include "support/OwnerArchive.h"
 
-// Not read here: each of the driver's sources above the client carries the vocabulary.
+// Not read here, only carried: see its head.
 #include "device/DevTables.h"
 
 #include <algorithm>

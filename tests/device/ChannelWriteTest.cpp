@@ -112,6 +112,18 @@ TEST_F(ChannelWriteTest, WhatTheConnectionLetsThroughIsCaughtToo)
     EXPECT_EQ(service().connectionsAlive, 0);
 }
 
+TEST_F(ChannelWriteTest, OnlyTheFirstEqualsSignSplits)
+{
+    EXPECT_EQ(command("ORVA_WRITE(9=ab=cdefgh)"), 5);
+    EXPECT_TRUE(service().calls.empty());
+}
+
+TEST_F(ChannelWriteTest, ClientIsMadeBeforeTheValidator)
+{
+    service().atClient = scripted::raiseOther;
+    EXPECT_EQ(command("ORVA_WRITE(9=no_good)"), 1);
+}
+
 TEST_F(ChannelWriteTest, MissingRecordGivesNoService)
 {
     CString text("ORVA_WRITE(9=abc123)");

@@ -1,5 +1,6 @@
 #include "tests/device/DeviceFixture.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <vector>
 
@@ -252,8 +253,9 @@ TEST_F(CollectTest, NoConfigurationRequestsEveryChannel)
 {
     record().bNoConfig = true;
     service().answersAll();
-    EXPECT_EQ(collect(requesting({}, 11)), 0);
+    EXPECT_EQ(collect({0, 2, 3, 0, 1, -1, 0, 3, 2, 0, 0}), 0);
     EXPECT_EQ(ready().size(), 10u);
+    EXPECT_EQ(m_flags[0], 1);
     EXPECT_EQ(collect({}), 0);
 }
 
@@ -310,6 +312,7 @@ TEST_F(CollectTest, TextFromTheServiceIsCutAtItsFirstZeroByte)
     service().answer("getProductSn", std::string("SN\0hidden", 9));
     collect(all());
     EXPECT_EQ(text(8), "SN");
+    EXPECT_EQ(m_texts[8].GetLength(), 2);
 }
 
 TEST_F(CollectTest, WatchdogIsFedOnceTenSecondsHavePassedAndNotBefore)
@@ -328,6 +331,43 @@ TEST_F(CollectTest, WatchdogIsFedOnceTenSecondsHavePassedAndNotBefore)
     service().watchdogReports = 0;
     collect(all());
     EXPECT_EQ(service().watchdogReports, 3) << "six calls of 6 s: every second one";
+}
+
+TEST_F(CollectTest, WatchdogIsFedBetweenACallAndWhatIsMadeOfIt)
+{
+    service().answersAll();
+    for (auto& [method, answer] : service().answers) answer.takesMs = 20000;
+    connect();
+    collect(all());
+    const scripted::Events& events = service().events;
+    const auto position = [&](const char* event) {
+        return std::find(events.begin(), events.end(), event) - events.begin();
+    };
+    EXPECT_EQ(events[static_cast<std::size_t>(position("call getDeviceVPNInfo")) + 1], "watchdog");
+    EXPECT_EQ(service().watchdogReports, 6);
+
+    service().answersAll();
+    service().answers["getVpnState"].takesMs = 20000;
+    service().atWatchdog = scripted::raiseNetException;
+    outputOf([&] { EXPECT_EQ(collect(all()), 1); });
+    EXPECT_EQ(ready(), (std::vector<int>{1, 2, 3, 4, 5, 6})) << "7 comes after its report";
+}
+
+TEST_F(CollectTest, TickIsTakenBeforeTheConnectionIsMade)
+{
+    service().atConstruction = [this] { service().tickMs += 20000; };
+    service().tickMs = 1000;
+    collect(all(1));
+    EXPECT_EQ(CDevBas::_ticks, 1000);
+}
+
+TEST_F(CollectTest, ClientThatCanNotBeMadeIsAFailedCall)
+{
+    service().answersAll();
+    service().atClient = scripted::raiseNetException;
+    EXPECT_EQ(outputOf([&] { EXPECT_EQ(collect(all()), 1); }),
+              "loadData[159] failed with: scripted-fault\n");
+    EXPECT_EQ(service().connectionsAlive, 0);
 }
 
 TEST_F(CollectTest, CycleStartResetsTheTickWithoutAReport)

@@ -48,6 +48,9 @@ TEST_F(CommandParsingTest, ArraysShrinkAndGrowToElevenWithZerosBehindTheOldSize)
     EXPECT_EQ(m_texts.GetSize(), 11);
     EXPECT_STREQ(m_texts[2], "kept");
     EXPECT_STREQ(m_texts[10], "");
+    m_texts.SetSize(21);
+    command("REFRESH()");
+    EXPECT_EQ(m_texts.GetSize(), 11);
 }
 
 TEST_F(CommandParsingTest, NameAndArgumentsAreTrimmedAndCaseDoesNotMatter)
@@ -68,7 +71,8 @@ TEST_F(CommandParsingTest, MixedCaseWordsMatchInAnyCase)
 
 TEST_F(CommandParsingTest, UnknownNameIsRefusedWithoutAConnection)
 {
-    for (const char* text : {"REFRESHX()", "REFRES()", "()", "STOP VPN(r)", ")REFRESH()", ")("}) {
+    for (const char* text : {"REFRESHX()", "REFRES()", "()", "STOP VPN(r)", "XORVA_WRITE(9=abc123)",
+                             "ORVA_WRITES(9=abc123)", ")REFRESH()", ")("}) {
         EXPECT_EQ(command(text), 5) << text;
     }
     EXPECT_TRUE(service().events.empty());

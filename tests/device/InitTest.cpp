@@ -81,6 +81,18 @@ TEST_F(InitTest, ShortBlobReadsTheZerosBehindIt)
     EXPECT_EQ(m_data.pDevData->nMaxChannel, 10);
 }
 
+TEST_F(InitTest, ArchiveThatIsStillStoringIsSwitchedToLoading)
+{
+    COwnerArchive archive(ARCHIVE_STORING);
+    archive.SvrChangeMode(ARCHIVE_STORING);
+    archive << 0;
+    archive << 10;
+    m_data.pArchive = &archive;
+    EXPECT_EQ(CDevBas::mfCheckDevDataInit(m_data), 0);
+    EXPECT_EQ(m_data.pDevData->nMaxChannel, 10);
+    m_data.pArchive = nullptr;
+}
+
 TEST_F(InitTest, OtherVersionFailsOnceAndLeavesTheDefaults)
 {
     for (const int version : {20002, 20004, 10000, 0}) {
@@ -133,9 +145,9 @@ TEST_F(InitTest, Utf8StringIsByteCountThenBytes)
 {
     COwnerArchive archive(ARCHIVE_STORING);
     m_data.pArchive = &archive;
-    const std::string written("a\0\xE6\x9C\x8D", 5);
+    const std::string written = std::string("a\0\xE6\x9C\x8D", 5) + std::string(295, 'x');
     EXPECT_EQ(CDevBas::_SerializeUtf8String(m_data, written), 0);
-    EXPECT_EQ(archive.SvrGetBufferSize(), 9);
+    EXPECT_EQ(archive.SvrGetBufferSize(), 304);
     archive.SvrChangeMode(ARCHIVE_LOADING);
     std::string read;
     EXPECT_EQ(CDevBas::_DeserializeUtf8String(m_data, read), 0);

@@ -83,6 +83,28 @@ TEST_F(ServiceConnectionTest, OfflineConnectionThatCanNotBeStoppedEndsTheAttempt
     EXPECT_EQ(service().connectionsAlive, 0);
 }
 
+TEST_F(ServiceConnectionTest, NetExceptionOfAnExistingConnectionDropsIt)
+{
+    connect();
+    service().atOnline = scripted::raiseNetException;
+    EXPECT_FALSE(CDevBas::initData(&record()));
+    EXPECT_EQ(service().events, (Events{"online", "stop", "destroy"}));
+    EXPECT_EQ(record().pDispatchClient, nullptr);
+}
+
+TEST_F(ServiceConnectionTest, WhateverStopRaisesTheConnectionIsGoneAndTheAttemptFailed)
+{
+    for (const auto& fault : {scripted::raiseOther, scripted::raiseNumber}) {
+        service().atStop = nullptr;
+        connect();
+        service().onlineAnswers = {false};
+        service().atStop = fault;
+        EXPECT_FALSE(CDevBas::initData(&record()));
+        EXPECT_EQ(service().events, (Events{"online", "stop", "destroy"}));
+        EXPECT_EQ(record().pDispatchClient, nullptr);
+    }
+}
+
 TEST_F(ServiceConnectionTest, OtherExceptionsPass)
 {
     for (const auto step : {&scripted::Service::atFactory, &scripted::Service::atConstruction,
@@ -90,7 +112,6 @@ TEST_F(ServiceConnectionTest, OtherExceptionsPass)
         scripted::resetService();
         service().*step = scripted::raiseOther;
         EXPECT_THROW(CDevBas::initData(&record()), std::runtime_error);
-        EXPECT_EQ(service().connectionsAlive, service().count("online"));
         service().atOnline = nullptr;
         orva_device::SvrExitDevRun(m_data);
     }

@@ -61,19 +61,28 @@ TEST_F(BoundaryTest, CleanupAnswersZeroWhateverHappens)
 TEST_F(BoundaryTest, CancelledThreadUnwindsThroughTheDriver)
 {
     service().answer("getProductSn", "x").atSync = [] { pthread_testcancel(); };
-    pthread_t thread{};
-    ASSERT_EQ(pthread_create(
-                  &thread, nullptr,
-                  [](void* device) -> void* {
-                      pthread_cancel(pthread_self());
-                      const int wanted[] = {0, 0, 0, 0, 0, 0, 0, 1};
-                      static_cast<CDevCtrl*>(device)->CollectDevData(wanted, 8);
-                      return nullptr;
-                  },
-                  static_cast<CDevCtrl*>(&m_device)),
-              0);
-    void* result = nullptr;
-    ASSERT_EQ(pthread_join(thread, &result), 0);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
-    EXPECT_EQ(service().events.back(), "client gone");
+    service().answer("setVPNPassword", 0).atSync = [] { pthread_testcancel(); };
+    using ThreadMain = void* (*)(void*);
+    const ThreadMain runs[] = {
+        [](void* device) -> void* {
+            pthread_cancel(pthread_self());
+            const int wanted[] = {0, 0, 0, 0, 0, 0, 0, 1};
+            static_cast<CDevCtrl*>(device)->CollectDevData(wanted, 8);
+            return nullptr;
+        },
+        [](void* device) -> void* {
+            pthread_cancel(pthread_self());
+            char text[] = "abc123";
+            static_cast<CDevCtrl*>(device)->WriteChannel(8, DATATYPE_STRING, text);
+            return nullptr;
+        },
+    };
+    for (const ThreadMain run : runs) {
+        pthread_t thread{};
+        ASSERT_EQ(pthread_create(&thread, nullptr, run, static_cast<CDevCtrl*>(&m_device)), 0);
+        void* result = nullptr;
+        ASSERT_EQ(pthread_join(thread, &result), 0);
+        EXPECT_EQ(result, PTHREAD_CANCELED);
+        EXPECT_EQ(service().events.back(), "client gone");
+    }
 }

@@ -125,15 +125,19 @@ TEST_F(CollectDevDataTest, OnlyReadyChannelsWithAKnownTypeArePublished)
 {
     m_device._InitValueArray(4);
     for (int i = 0; i <= 4; ++i) {
-        m_device.m_arrFlags[i] = i == 2 ? 1 : 3;
+        m_device.m_arrFlags[i] = 3;
         m_device.m_arrValues[i] = 10.0 + i;
     }
-    host().channelTypes = {{0, DATATYPE_INT}, {1, DATATYPE_INT}, {3, static_cast<DATATYPE>(4)}};
-    EXPECT_EQ(
-        m_device._SetValueToRtdb(m_device.m_arrFlags, m_device.m_arrValues, m_device.m_arrStrings),
-        0);
-    EXPECT_EQ(host().published, (Published{{0, 11}}))
-        << "2 is not ready, 3 has no type, 4 an unknown one, and the index is one less";
+    for (const int flag : {0, 1, 2, 4, -1}) {
+        m_device.m_arrFlags[2] = flag;
+        host().published.clear();
+        host().channelTypes = {{0, DATATYPE_INT}, {1, DATATYPE_INT}, {3, static_cast<DATATYPE>(4)}};
+        EXPECT_EQ(m_device._SetValueToRtdb(m_device.m_arrFlags, m_device.m_arrValues,
+                                           m_device.m_arrStrings),
+                  0);
+        EXPECT_EQ(host().published, (Published{{0, 11}}))
+            << "2 is not ready, 3 has no type, 4 an unknown one, and the index is one less";
+    }
 }
 
 TEST_F(CollectDevDataTest, PublishingNeedsADatabaseAndAChannel)
@@ -178,6 +182,35 @@ TEST_F(CollectDevDataTest, FailedCycleStillPublishesWhatWasWritten)
     EXPECT_EQ(host().published.size(), 7u);
 }
 
+TEST_F(CollectDevDataTest, StatusOfAPublishingCallIsIgnored)
+{
+    host().status = 42;
+    EXPECT_EQ(collectAll(), 0);
+    EXPECT_EQ(host().published.size(), 10u);
+}
+
+TEST_F(CollectDevDataTest, TypeThatTheHostLeavesUntouchedPublishesNothing)
+{
+    struct SilentHost : scripted::FakeRtdb {
+        int GetChannelType(int, DATATYPE*) override { return 0; }
+    } silent;
+    m_device.m_pRtdb = &silent;
+    EXPECT_EQ(collectAll(), 0);
+    EXPECT_TRUE(silent.published.empty());
+    m_device.m_pRtdb = &m_host;
+}
+
+TEST_F(CollectDevDataTest, NegativeCountOnASizedObjectCollectsForTheResultAlone)
+{
+    collectAll();
+    for (int i = 1; i <= 10; ++i) m_device.m_arrFlags[i] = 0;
+    host().published.clear();
+    service().answersAll(1);
+    const int wanted = 1;
+    EXPECT_EQ(m_device.CollectDevData(&wanted, -3), 7);
+    EXPECT_TRUE(host().published.empty());
+}
+
 TEST_F(CollectDevDataTest, HostThatComesBackWhilePublishingMeetsArraysOfAnotherSize)
 {
     host().hook = [this] {
@@ -186,5 +219,40 @@ TEST_F(CollectDevDataTest, HostThatComesBackWhilePublishingMeetsArraysOfAnotherS
     };
     EXPECT_EQ(collectAll(), 0);
     EXPECT_EQ(m_device.m_arrFlags.GetSize(), 2);
-    EXPECT_LE(host().published.size(), 1u);
+    EXPECT_EQ(host().published.size(), 1u);
+
+    host().published.clear();
+    host().hook = [this] {
+        m_device._InitValueArray(12);
+        m_device.m_arrFlags[12] = 3;
+        m_device.m_arrValues.SetSize(0);
+        host().channelTypes[11] = DATATYPE_STRING;
+    };
+    const int one = 1;
+    EXPECT_EQ(m_device.CollectDevData(&one, 1), 0);
+    ASSERT_EQ(host().published.size(), 2u) << "the size is read anew after each element";
+    EXPECT_EQ(host().published[1].first, 11);
+}
+
+TEST_F(CollectDevDataTest, CodeOfTheCycleSurvivesACommandThatTheHostRunsWhilePublishing)
+{
+    service().answersAll(1);
+    host().hook = [this] { EXPECT_EQ(m_device.DevIOCtrl("NONSENSE"), 5); };
+    EXPECT_EQ(collectAll(), 7);
+}
+
+TEST_F(CollectDevDataTest, WatchdogThatDropsTheConnectionEndsTheCycle)
+{
+    service().answers["getDeviceVPNInfo"].takesMs = 20000;
+    service().atWatchdog = [this] {
+        service().atWatchdog = nullptr;
+        service().fails("checkCommState");
+        m_device.DevIOCtrl("REFRESH()");
+    };
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(collectAll(), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "mfDevIOCtrl[293] failed with: scripted-fault\n"
+              "loadData[159] failed with: loadData-interrupted\n");
+    EXPECT_EQ(service().calls, (scripted::Calls{"getDeviceVPNInfo", "checkCommState"}));
 }

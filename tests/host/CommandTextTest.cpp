@@ -11,12 +11,17 @@
 namespace
 {
 std::vector<std::string> commands;
-}
+int libraryStarts = 0;
+}  // namespace
 
 namespace orva_device
 {
 
-int DllInit() { return 1; }
+int DllInit()
+{
+    ++libraryStarts;
+    return 1;
+}
 int SvrInitDevRun(ORVA_DATA&) { return 0; }
 int SvrExitDevRun(ORVA_DATA&) { return 1; }
 int SvrCollectDevData(ORVA_DATA&, CArray<int, int>&, CArray<double, double>&, CStringArray&)
@@ -88,4 +93,13 @@ TEST_F(CommandTextTest, CommandOfTheHostIsHandedOnAsItStands)
 {
     EXPECT_EQ(m_device.DevIOCtrl("  STOPVPN ( r ) "), -5);
     EXPECT_EQ(commands.back(), "  STOPVPN ( r ) ");
+}
+
+TEST_F(CommandTextTest, OnlyTheNamedObjectStartsTheGlue)
+{
+    const int before = libraryStarts;
+    const CDevCtrl unnamed;
+    EXPECT_EQ(libraryStarts, before);
+    const CDevCtrl named("VPN_2", nullptr);
+    EXPECT_EQ(libraryStarts, before + 1);
 }

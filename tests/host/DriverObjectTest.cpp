@@ -1,3 +1,4 @@
+#include "host/devicevpn.h"
 #include "tests/host/HostFixture.h"
 
 #include <climits>
@@ -15,6 +16,21 @@ TEST_F(DriverObjectTest, ObjectIsMadeAndDestroyedThroughTheExports)
     ASSERT_NE(device, nullptr);
     EXPECT_EQ(device->CleanupDevice(), 0);
     EXPECT_EQ(DestroyDeviceCtrl(device), 0);
+}
+
+TEST_F(DriverObjectTest, DestroyingWithoutCleanupLeavesTheStateAlone)
+{
+    service().answersAll();
+    auto* device = new OpenDevCtrl("VPN_1", &m_host);
+    EXPECT_EQ(device->InitDevice(nullptr, 0), 0);
+    const int wanted = 1;
+    device->CollectDevData(&wanted, 1);
+    ORVA_DATA left;
+    left.pDevData = device->m_data.pDevData;
+    EXPECT_EQ(DestroyDeviceCtrl(device), 0);
+    EXPECT_EQ(service().connectionsAlive, 1);
+    orva_device::SvrExitDevRun(left);
+    EXPECT_EQ(service().connectionsAlive, 0);
 }
 
 TEST_F(DriverObjectTest, NamedObjectHoldsNameCallbacksAndDatabase)
@@ -108,6 +124,8 @@ TEST_F(DriverObjectTest, ChannelRefChangeSizesTheArraysAndStoresNothing)
     EXPECT_EQ(m_device.ChannelRefChange(channels, 3), 0);
     EXPECT_EQ(sizes(), (std::vector<int>{4, 4, 4}));
     EXPECT_EQ(m_device.m_arrFlags[1], 0);
+    EXPECT_EQ(m_device.ChannelRefChange(channels, -2), 0);
+    EXPECT_EQ(sizes(), (std::vector<int>{4, 4, 4}));
     EXPECT_EQ(m_device.ChannelRefChange(channels, INT_MAX), STATUS_FAILED);
 }
 
@@ -146,6 +164,10 @@ TEST_F(DriverObjectTest, DeviceIsAnnouncedBeforeEachOperationInAPrivateBuffer)
 {
     m_device.UpdataCommunication(&m_communication);
     double value = 1.5;
+    m_communication.hook = [this] {
+        EXPECT_EQ(sizes(), (std::vector<int>{0, 0, 0})) << "before anything else";
+        m_communication.hook = nullptr;
+    };
     collectAll();
     m_device.DevIOCtrl("REFRESH");
     m_device.WriteChannel(0, DATATYPE_DOUBLE, &value);
@@ -157,6 +179,12 @@ TEST_F(DriverObjectTest, DeviceIsAnnouncedBeforeEachOperationInAPrivateBuffer)
     m_device.WriteChannel(-1, DATATYPE_DOUBLE, &value);
     m_device.WriteChannel(0, DATATYPE_DOUBLE, nullptr);
     EXPECT_EQ(m_communication.devices.size(), 3u);
+
+    OpenDevCtrl unconnected("VPN_2", nullptr);
+    unconnected.UpdataCommunication(&m_communication);
+    const int wanted = 1;
+    EXPECT_EQ(unconnected.CollectDevData(&wanted, 1), -3);
+    EXPECT_EQ(m_communication.devices.back(), "VPN_2") << "also without a database";
 }
 
 TEST_F(DriverObjectTest, CommandReturnsTheCodeAndPublishesNothing)

@@ -1,3 +1,4 @@
+#include "support/OwnerArchive.h"
 #include "tests/host/HostFixture.h"
 
 #include <cstdlib>
@@ -7,6 +8,8 @@ namespace
 {
 // Makes the next non-throwing allocation fail; only the archive is allocated that way.
 bool failNextNothrow = false;
+// Makes the throwing allocation with this number, counted from now, fail; -1 for none.
+int failThrowing = -1;
 }  // namespace
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
@@ -22,11 +25,15 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 // a compiler that sees into one of a pair and not into the other takes them for a mismatch.
 [[gnu::noinline]] void* operator new(std::size_t size)
 {
+    if (failThrowing >= 0 && failThrowing-- == 0) throw std::bad_alloc();
     if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
     throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void* operator new[](std::size_t size) { return operator new(size); }
+[[gnu::noinline]] void operator delete[](void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 
 class InitDeviceTest : public HostTest
 {
@@ -53,8 +60,14 @@ TEST_F(InitDeviceTest, OtherVersionFailsOnceAndLeavesNoArchive)
     ASSERT_NE(m_device.m_data.pDevData, nullptr);
     EXPECT_EQ(m_device.m_data.pDevData->nMaxChannel, 6);
 
-    EXPECT_EQ(initWith({0x23, 0x4E, 0, 0, 0, 0, 10, 0, 0, 0}), 0) << "the record is there already";
-    EXPECT_EQ(m_device.m_data.pDevData->nMaxChannel, 6) << "and nothing is read";
+    for (const std::vector<unsigned char>& second :
+         {std::vector<unsigned char>{0x23, 0x4E, 0, 0, 0, 0, 10, 0, 0, 0},
+          std::vector<unsigned char>{0x24, 0x4E, 0, 0, 0, 0, 10, 0, 0, 0},
+          std::vector<unsigned char>{}}) {
+        EXPECT_EQ(initWith(second), 0) << "the record is there already";
+        EXPECT_EQ(m_device.m_data.pDevData->nMaxChannel, 6) << "and nothing is read";
+        EXPECT_FALSE(m_device.m_data.pDevData->bNoConfig);
+    }
 }
 
 TEST_F(InitDeviceTest, RepeatedInitialisationKeepsTheFirst)
@@ -111,4 +124,37 @@ TEST_F(InitDeviceTest, CleanupFreesTheStateAndMayBeRepeated)
     EXPECT_EQ(service().connectionsAlive, 0);
     EXPECT_EQ(m_device.m_data.pDevData, nullptr);
     EXPECT_EQ(m_device.CleanupDevice(), 0);
+}
+
+TEST_F(InitDeviceTest, MemoryThatRunsOutIsAFailureThatLeavesNoArchive)
+{
+    const std::vector<unsigned char> blob{0x23, 0x4E, 0, 0, 0, 0, 10, 0, 0, 0};
+    failThrowing = 0;
+    EXPECT_EQ(initWith(blob), STATUS_FAILED);
+    EXPECT_EQ(failThrowing, -1);
+    EXPECT_EQ(m_device.m_data.pArchive, nullptr);
+    EXPECT_EQ(initWith(blob), 0);
+}
+
+TEST_F(InitDeviceTest, ArraysThatWereNotAllSizedAreSizedByTheNextCollection)
+{
+    init();
+    service().answersAll();
+    const int wanted[] = {1, 1, 1};
+    for (int array = 0; array < 3; ++array) {
+        OpenDevCtrl device("VPN_1", &m_host);
+        failThrowing = array;
+        EXPECT_EQ(device.ChannelRefChange(wanted, 3), STATUS_FAILED);
+        EXPECT_EQ(device.m_nChannelCount, -1) << array;
+        failThrowing = -1;
+        EXPECT_EQ(device.ChannelRefChange(wanted, 3), 0);
+        EXPECT_EQ(device.m_arrFlags.GetSize(), 4);
+    }
+}
+
+TEST_F(InitDeviceTest, CleanupDeletesAnArchiveThatIsStillThere)
+{
+    m_device.m_data.pArchive = new COwnerArchive(ARCHIVE_STORING);
+    EXPECT_EQ(m_device.CleanupDevice(), 0);
+    EXPECT_EQ(m_device.m_data.pArchive, nullptr);
 }

@@ -61,6 +61,21 @@ TEST_F(ParameterCallbacksTest, TextIsAssignedWhateverTheStatus)
     EXPECT_STREQ(text, "text");
 }
 
+TEST_F(ParameterCallbacksTest, HostsStatusComesBackUnchanged)
+{
+    host().status = 42;
+    DATATYPE type = DATATYPE_INT;
+    int number = 0;
+    double real = 0.0;
+    CString text;
+    EXPECT_EQ(CDevCtrl::GetParamType_Fun(data(), "i", type), 42);
+    EXPECT_EQ(CDevCtrl::GetParamValue_Fun(data(), "i", DATATYPE_INT, &number), 42);
+    EXPECT_EQ(CDevCtrl::GetParamValue_Fun(data(), "d", DATATYPE_DOUBLE, &real), 42);
+    EXPECT_EQ(CDevCtrl::SetParamValue_Fun(data(), "i", DATATYPE_INT, &number), 42);
+    EXPECT_EQ(CDevCtrl::SetParamValue_Fun(data(), "d", DATATYPE_DOUBLE, &real), 42);
+    EXPECT_EQ(CDevCtrl::SetParamValue_Fun(data(), "t", DATATYPE_STRING, &text), 42);
+}
+
 TEST_F(ParameterCallbacksTest, WritingChecksArgumentsThenDatabase)
 {
     int value = 3;

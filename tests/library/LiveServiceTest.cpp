@@ -1,5 +1,6 @@
 #include "tests/library/LoadedDriver.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <string>

@@ -1,8 +1,8 @@
 #include "tests/library/LoadedDriver.h"
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
 
 namespace

@@ -22,7 +22,8 @@ public:
     virtual ~FakeRtdb() = default;
 
     std::map<std::string, Value> variables;
-    std::map<int, DATATYPE> channelTypes;  // by host index; no entry: the query fails
+    std::map<std::string, DATATYPE> oddTypes;  // types of the host's own, by variable
+    std::map<int, DATATYPE> channelTypes;      // by host index; no entry: the query fails
     std::vector<std::pair<int, Value>> published;
     std::vector<std::string> asked;  // names given to GetParamType
     int writeCalls = 0;              // SetParam… calls
@@ -41,6 +42,11 @@ public:
     int GetParamType(const char* name, DATATYPE& type) override
     {
         asked.push_back(name);
+        const auto odd = oddTypes.find(name);
+        if (odd != oddTypes.end()) {
+            type = odd->second;
+            return status;
+        }
         const auto found = variables.find(name);
         if (found == variables.end()) return 1;
         type = static_cast<DATATYPE>(found->second.index() + 1);
@@ -95,7 +101,7 @@ private:
     {
         run();
         published.emplace_back(channel, Value(value));
-        return 0;
+        return status;
     }
 };
 

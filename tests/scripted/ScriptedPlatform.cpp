@@ -133,6 +133,7 @@ SyncProxy::SyncProxy(const utils::String& name) { service().events.push_back("cl
 SyncProxy::SyncProxy(DispatchClient* connection) : m_connection(connection)
 {
     service().events.push_back("client");
+    run(service().atClient);
 }
 
 SyncProxy::~SyncProxy() { service().events.push_back("client gone"); }

@@ -70,7 +70,7 @@ public:
 
     // What the next connections do: answers of online() in their order, then true.
     std::deque<bool> onlineAnswers;
-    Fault atFactory, atConstruction, atOnline, atStop;
+    Fault atFactory, atConstruction, atOnline, atStop, atClient;
 
     // What was done, in its order: "factory", "connect ADDRESS", "online", "stop",
     // "destroy", "client", "call METHOD", "client gone", "watchdog".
