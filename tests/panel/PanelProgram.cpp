@@ -18,14 +18,6 @@ namespace
 using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kLongestWait{60};
 
-std::vector<std::string> splitProgram()
-{
-    std::vector<std::string> words;
-    std::istringstream text(PANEL_PROGRAM);
-    for (std::string word; std::getline(text, word, '|');) words.push_back(word);
-    return words;
-}
-
 // Reads what there is; false at the end, and the descriptor is closed then.
 bool drain(int& fd, std::string& text)
 {
@@ -57,6 +49,14 @@ void openTerminal(int& master, int& slave)
 }
 
 }  // namespace
+
+std::vector<std::string> programWords(const std::string& text)
+{
+    std::vector<std::string> words;
+    std::istringstream pieces(text);
+    for (std::string word; std::getline(pieces, word, '|');) words.push_back(word);
+    return words;
+}
 
 TestFolder::TestFolder()
 {
@@ -94,7 +94,7 @@ PanelProgram::~PanelProgram()
 void PanelProgram::start(const std::vector<std::string>& arguments, bool terminal)
 {
     m_result = {};
-    std::vector<std::string> words = splitProgram();
+    std::vector<std::string> words = programWords(PANEL_PROGRAM);
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
     for (std::string& word : words) argv.push_back(word.data());
@@ -114,7 +114,7 @@ void PanelProgram::start(const std::vector<std::string>& arguments, bool termina
     if (m_child == 0) {
         ::dup2(out[1], STDOUT_FILENO);
         ::dup2(err[1], STDERR_FILENO);
-        ::execv(argv[0], argv.data());
+        ::execvp(argv[0], argv.data());
         ::_exit(127);
     }
     ::close(out[1]);

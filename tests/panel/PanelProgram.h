@@ -69,5 +69,8 @@ private:
     Finished m_result;
 };
 
+// The words of a command line that stand in one text, with "|" between them.
+std::vector<std::string> programWords(const std::string& text);
+
 // A test driver by name, for example "scripted_driver".
 std::string plugin(const std::string& name);

@@ -1,0 +1,92 @@
+#include "tests/panel/PanelProgram.h"
+#include "tests/service/ChildProcess.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <csignal>
+
+namespace
+{
+
+using ::testing::HasSubstr;
+
+// The panel with the real driver and the real service.
+class LiveTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_service.waitFor([this] {
+            return m_service.out().find("listening") != std::string::npos;
+        })) << m_service.err();
+    }
+    Finished panel(const std::string& command, std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(), {command, "--driver", PANEL_DRIVER});
+        return m_program.run(arguments);
+    }
+    PanelProgram& program() { return m_program; }
+
+private:
+    TestFolder m_folder;
+    PanelProgram m_program{m_folder};
+    ChildProcess m_service{programWords(PANEL_SERVICE)};
+};
+
+TEST_F(LiveTest, AllTenChannelsComeFromTheService)
+{
+    const Finished result = panel("poll", {"--cycles", "3", "--period", "10", "--json"});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    for (int channel = 1; channel <= 10; ++channel) {
+        EXPECT_THAT(result.out, HasSubstr("\"" + std::to_string(channel) + "\":")) << result.out;
+    }
+    EXPECT_THAT(result.out, HasSubstr("\"9\":\"********\""));
+    EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 3);
+}
+
+TEST_F(LiveTest, AStartedTunnelShowsInTheResultVariableAndInTheChannels)
+{
+    const Finished result = panel("send", {"--var", "r=int:7", "--var", "a=string:10.0.0.1",
+                                           "--var", "p=int:1195", "STARTVPN(a,p,r)"});
+    EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
+    EXPECT_THAT(result.out, HasSubstr("STARTVPN(a,p,r): code 0 (done)"));
+    EXPECT_THAT(result.out, HasSubstr("  r = 0\n"));
+    program().start({"poll", "--driver", PANEL_DRIVER, "--period", "50", "--json"});
+    EXPECT_TRUE(program().waitForOutput("\"code\":0,"));
+    EXPECT_TRUE(program().waitForOutput("\"channels\":{\"1\":\"10.0.0.1\",\"2\":1195,"));
+    program().signal(SIGINT);
+    EXPECT_EQ(program().finish().exitCode, 0);
+}
+
+TEST_F(LiveTest, AWrittenUserNameIsThereInTheNextCycle)
+{
+    EXPECT_EQ(panel("write", {"10", "string", "operator"}).exitCode, 0);
+    EXPECT_THAT(panel("poll", {"--cycles", "1", "--json"}).out, HasSubstr("\"10\":\"operator\""));
+    EXPECT_EQ(panel("write", {"10", "string", "user01"}).exitCode, 1);
+    EXPECT_THAT(panel("write", {"2", "int", "5"}).out, HasSubstr("code 4 (channel is read-only)"));
+}
+
+TEST_F(LiveTest, TheDriverPassesItsOwnCheck)
+{
+    const Finished result = program().run({"check", PANEL_DRIVER});
+    EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
+    EXPECT_THAT(result.out, HasSubstr(", 10 channels, "));
+}
+
+class LiveExampleTest : public LiveTest, public ::testing::WithParamInterface<const char*>
+{
+};
+
+TEST_P(LiveExampleTest, TheExampleWorksAsItStands)
+{
+    const Finished result = program().run(
+        {"run", std::string(PANEL_EXAMPLES "/") + GetParam(), "--driver", PANEL_DRIVER});
+    EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
+    EXPECT_EQ(result.err, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Examples, LiveExampleTest,
+                         ::testing::Values("first-contact.toml", "credentials.toml",
+                                           "change-of-server.toml", "on-and-off-line.toml"));
+
+}  // namespace
