@@ -10,7 +10,7 @@ endif()
 # What the runtime that loads the driver decides.
 set(ORVA_CXX11_ABI "" CACHE STRING
     "std::string of the runtime: 1 or 0 as its _GLIBCXX_USE_CXX11_ABI; empty for the compiler's own")
-option(ORVA_STATIC_CXX "Link libstdc++ and libgcc into the driver and the service" OFF)
+option(ORVA_STATIC_CXX "Link libstdc++ and libgcc into the driver and the service; not with ORVA_CXX11_ABI=0" OFF)
 
 set(CMAKE_CXX_FLAGS_RELEASE "-O${ORVA_OPTIMIZE} -DNDEBUG -ffunction-sections -fdata-sections")
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
@@ -43,6 +43,10 @@ elseif(NOT ORVA_OPTIMIZE STREQUAL "0")
     add_compile_options($<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
 endif()
 
+if(ORVA_STATIC_CXX AND ORVA_CXX11_ABI STREQUAL "0")
+    # Every empty string of that ABI is one object of the library: a second library frees it.
+    message(FATAL_ERROR "ORVA_CXX11_ABI=0 needs the runtime's own libstdc++: not with ORVA_STATIC_CXX=ON")
+endif()
 if(NOT ORVA_CXX11_ABI STREQUAL "")
     add_compile_definitions(_GLIBCXX_USE_CXX11_ABI=${ORVA_CXX11_ABI})
 endif()

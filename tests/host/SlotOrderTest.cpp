@@ -11,7 +11,7 @@ protected:
     static auto callSlot(Object* object, std::size_t slot, Arguments... arguments)
     {
         void** table = nullptr;
-        std::memcpy(&table, object, sizeof table);
+        std::memcpy(&table, static_cast<const void*>(object), sizeof table);
         Function* function = nullptr;
         std::memcpy(&function, &table[slot], sizeof function);
         return function(object, arguments...);
