@@ -56,3 +56,9 @@ TEST_PACKAGES=(
     "util-linux=unshare and flock: a network of its own for port 9009"
     "iproute2=the loopback interface in that network"
 )
+
+# What the suite for the panel's processor takes besides.
+ARMV7_PACKAGES=(
+    "g++-arm-linux-gnueabihf=cross compiler for ARMv7"
+    "qemu-user=emulator that runs the ARM programs"
+)
