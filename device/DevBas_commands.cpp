@@ -57,11 +57,15 @@ int CDevBas::mfDevIOCtrl(ORVA_DATA& data, CString& command, CArray<double, doubl
     if (open < 0 || close < 0) return RESULT_BAD_COMMAND;
 
     CString name = command.Left(open);
-    name.TrimLeft().TrimRight().MakeUpper();
+    // One by one: not every runtime's CString hands itself back.
+    name.TrimLeft();
+    name.TrimRight();
+    name.MakeUpper();
     // On purpose: what the first ")" cuts off is lost, also when it stands before the "(".
     CString arguments;
     if (close > open) arguments = command.Mid(open + 1, close - open - 1);
-    arguments.TrimLeft().TrimRight();
+    arguments.TrimLeft();
+    arguments.TrimRight();
 
     // On purpose before initData: the write path connects only for a channel that can be written.
     if (strcasecmp(name, kWriteKeyword) == 0) return mfDevIOWriteChannel(data, arguments);
