@@ -10,16 +10,16 @@ presets=(clang signed-char unsigned-char O0 O3 old-string static-cxx)
 require_packages "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "clang=second compiler of the driver"
 
 failed=0
-logs=$(mktemp -d)
-trap 'rm -rf "$logs"' EXIT
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
 for preset in "${presets[@]}"; do
     begun=$SECONDS
-    if cmake --preset "$preset" >"$logs/log" 2>&1 && cmake --build --preset "$preset" >>"$logs/log" 2>&1 &&
-        ctest --preset "$preset" >>"$logs/log" 2>&1; then
-        printf 'passed  %-14s %s (%d s)\n' "$preset" \
-            "$(grep -o '[0-9]* tests passed\|tests passed.*out of [0-9]*' "$logs/log" | tail -n 1)" $((SECONDS - begun))
+    if cmake --preset "$preset" >"$log" 2>&1 && cmake --build --preset "$preset" >>"$log" 2>&1 &&
+        ctest --preset "$preset" >>"$log" 2>&1; then
+        printf 'passed  %-14s %s tests (%d s)\n' "$preset" \
+            "$(sed -n 's/.*tests failed out of //p' "$log")" $((SECONDS - begun))
     else
-        tail -n 60 "$logs/log"
+        tail -n 60 "$log"
         printf 'FAILED  %s\n' "$preset"
         failed=1
     fi
