@@ -1,5 +1,6 @@
 #include "platform/QZNet.h"
 
+#include "tests/platform/Interruptions.h"
 #include "tests/platform/PeerLink.h"
 
 #include <gtest/gtest.h>
@@ -105,7 +106,7 @@ TEST(TCPClientTest, AnUnreachableAddressIsNone)
 }
 
 // A listener whose queue is full lets further connections wait.
-TEST(TCPClientTest, AConnectionThatDoesNotComeUpEndsWithTheTimeOut)
+void expectTheTimeOutOfAConnectionThatDoesNotComeUp()
 {
     const Port port(0);
     std::vector<int> waiting;
@@ -120,6 +121,17 @@ TEST(TCPClientTest, AConnectionThatDoesNotComeUpEndsWithTheTimeOut)
     EXPECT_GE(time.count(), 100);
     EXPECT_LE(time.count(), 1000);
     for (const int other : waiting) close(other);
+}
+
+TEST(TCPClientTest, AConnectionThatDoesNotComeUpEndsWithTheTimeOut)
+{
+    expectTheTimeOutOfAConnectionThatDoesNotComeUp();
+}
+
+TEST(TCPClientTest, InterruptionsNeitherShortenNorProlongTheTimeToConnect)
+{
+    const Interruptions interruptions;
+    expectTheTimeOutOfAConnectionThatDoesNotComeUp();
 }
 
 TEST(TCPClientTest, CallsGoOverTcp)
