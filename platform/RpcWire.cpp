@@ -9,7 +9,6 @@ namespace QZ::RPC
 namespace
 {
 
-constexpr std::size_t kLengthBytes = 4;
 constexpr std::size_t kMaxBufferBytes = kMaxFrameBytes + kLengthBytes;
 
 // Sizes here are below the cap of a frame; size_t has another width on each processor.
@@ -42,6 +41,11 @@ bool readU32(ByteView& buffer, std::uint32_t& value)
     return true;
 }
 
+void limitKept(std::vector<unsigned char>& unused)
+{
+    if (unused.capacity() > kMaxKeptBytes) std::vector<unsigned char>().swap(unused);
+}
+
 // The length is filled in by endFrame.
 void beginFrame(ByteBuffer& frame, std::uint32_t callId)
 {
@@ -65,6 +69,7 @@ void ByteBuffer::reset()
 {
     m_head = 0;
     clear();
+    limitKept(m_bytes);
 }
 
 int ByteBuffer::write(const void* data, unsigned int count, int)
@@ -104,14 +109,24 @@ int ByteView::read(void* data, unsigned int count, int)
 
 unsigned char* FrameReader::prepare(std::size_t count)
 {
-    if (m_begin == m_end) m_begin = m_end = 0;
-    if (m_bytes.size() - m_end < count) {
-        // Moved down at most once for each time that the storage has been filled.
+    if (m_begin == m_end) {
+        m_begin = m_end = 0;
+        limitKept(m_bytes);
+    }
+    // What is pending is moved down at most once for each frame that was taken ...
+    if (m_begin != 0 && m_bytes.size() - m_end < count) {
         std::copy(m_bytes.data() + m_begin, m_bytes.data() + m_end, m_bytes.data());
         m_end -= m_begin;
         m_begin = 0;
-        if (m_bytes.size() - m_end < count) m_bytes.resize(m_end + count);
     }
+    // ... and grows by doubling up to a longest frame, so that one that comes byte by
+    // byte costs no more than a few times its size.
+    const std::size_t needed = m_end + count;
+    if (needed > m_bytes.capacity()) {
+        const std::size_t longest = kMaxBufferBytes + count;
+        m_bytes.reserve(std::max(needed, std::min(2 * m_bytes.capacity(), longest)));
+    }
+    if (needed > m_bytes.size()) m_bytes.resize(needed);
     return m_bytes.data() + m_end;
 }
 

@@ -12,8 +12,12 @@
 namespace QZ::RPC
 {
 
+// Bytes of the length in front of a frame's body.
+constexpr std::uint32_t kLengthBytes = 4;
 // Largest frame body in either direction; a longer one breaks the connection.
 constexpr std::uint32_t kMaxFrameBytes = 1024 * 1024;
+// Storage up to this size is kept from one frame to the next, more is given back.
+constexpr std::size_t kMaxKeptBytes = 64 * 1024;
 // Longest method name, in bytes.
 constexpr std::uint32_t kMaxMethodBytes = 64;
 
@@ -33,7 +37,7 @@ public:
     int write(const void* data, unsigned int count, int flags) override;
     int read(void* data, unsigned int count, int flags) override;
 
-    // Empties the buffer, head included. The storage is kept for the next use.
+    // Empties the buffer, head included. Up to kMaxKeptBytes of storage stay for the next use.
     void reset();
     // Makes all that was written so far the head.
     void markHead() { m_cursor = m_head = m_bytes.size(); }
@@ -76,7 +80,8 @@ public:
 
     // Where the next bytes of the stream go, at least count of them; then commit() what
     // came. Storage grows with what was received and asked for here, never with what a
-    // frame announces.
+    // frame announces; when nothing is pending, no more than kMaxKeptBytes are kept.
+    // Raises std::bad_alloc, with nothing lost, when there is no memory for it.
     unsigned char* prepare(std::size_t count);
     void commit(std::size_t count);
     // Bytes that were committed and not yet taken as frames.
@@ -120,7 +125,11 @@ public:
         kForeign,  // to none that was issued
     };
 
-    explicit CallCounter(std::uint32_t last = 0) : m_last(last) {}
+    // Goes on behind number last, the latest of issued calls.
+    explicit CallCounter(std::uint32_t last = 0, std::uint32_t issued = 0)
+        : m_last(last), m_issued(issued)
+    {
+    }
 
     // The number for the next call; issued() once that call is on its way.
     std::uint32_t next() const { return m_last + 1; }
@@ -129,7 +138,7 @@ public:
 
 private:
     std::uint32_t m_last;
-    std::uint32_t m_issued = 0;
+    std::uint32_t m_issued;
 };
 
 }  // namespace QZ::RPC

@@ -4,6 +4,7 @@
 #include "tests/platform/Costs.h"
 
 #include <dlfcn.h>
+#include <malloc.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -38,7 +39,14 @@ void* allocate(std::size_t size)
     void* const memory =
         size <= costs.allocationLimit ? std::malloc(size != 0 ? size : 1) : nullptr;
     if (memory == nullptr) throw std::bad_alloc();
+    costs.heldBytes += static_cast<std::ptrdiff_t>(malloc_usable_size(memory));
     return memory;
+}
+
+void giveBack(void* memory)
+{
+    Costs::ofThisThread().heldBytes -= static_cast<std::ptrdiff_t>(malloc_usable_size(memory));
+    std::free(memory);
 }
 
 }  // namespace
@@ -75,16 +83,23 @@ ORVA_EXPORT int setsockopt(int fd, int level, int option, const void* value,
     static const auto next = behind<decltype(&setsockopt)>("setsockopt");
     return next(fd, level, option, value, length);
 }
+
+ORVA_EXPORT void* memmove(void* to, const void* from, std::size_t count) noexcept
+{
+    Costs::ofThisThread().movedBytes += count;
+    static const auto next = behind<decltype(&memmove)>("memmove");
+    return next(to, from, count);
+}
 }
 
 ORVA_EXPORT void* operator new(std::size_t size) { return allocate(size); }
 
 ORVA_EXPORT void* operator new[](std::size_t size) { return allocate(size); }
 
-ORVA_EXPORT void operator delete(void* memory) noexcept { std::free(memory); }
+ORVA_EXPORT void operator delete(void* memory) noexcept { giveBack(memory); }
 
-ORVA_EXPORT void operator delete[](void* memory) noexcept { std::free(memory); }
+ORVA_EXPORT void operator delete[](void* memory) noexcept { giveBack(memory); }
 
-ORVA_EXPORT void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+ORVA_EXPORT void operator delete(void* memory, std::size_t) noexcept { giveBack(memory); }
 
-ORVA_EXPORT void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+ORVA_EXPORT void operator delete[](void* memory, std::size_t) noexcept { giveBack(memory); }

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// What the calling thread asked of the system and of the heap since reset().
+// What the calling thread asked of the system, of the heap and of memmove since reset().
 struct Costs {
     int sends = 0;
     int receives = 0;
@@ -11,6 +11,8 @@ struct Costs {
     int options = 0;  // socket options set
     int allocations = 0;
     std::size_t allocatedBytes = 0;
+    std::ptrdiff_t heldBytes = 0;  // allocated and not given back, rounded up by the heap
+    std::size_t movedBytes = 0;
     std::size_t allocationLimit = SIZE_MAX;  // what is larger raises std::bad_alloc
 
     static Costs& ofThisThread();

@@ -297,4 +297,17 @@ TEST(CallCounterTest, NumbersGoOnBehindTheLargest)
     EXPECT_EQ(calls.classify(2), CallCounter::Reply::kForeign);
 }
 
+TEST(CallCounterTest, HalfOfTheNumbersCountAsEarlier)
+{
+    CallCounter calls(0, UINT32_MAX / 2 - 1);
+    EXPECT_EQ(calls.classify(0x80000003), CallCounter::Reply::kLate);
+    EXPECT_EQ(calls.classify(0x80000002), CallCounter::Reply::kForeign);
+    calls.issued();
+    EXPECT_EQ(calls.classify(0x80000003), CallCounter::Reply::kLate);
+    calls.issued();
+    EXPECT_EQ(calls.classify(2), CallCounter::Reply::kAwaited);
+    EXPECT_EQ(calls.classify(0x80000004), CallCounter::Reply::kLate);
+    EXPECT_EQ(calls.classify(0x80000003), CallCounter::Reply::kForeign);
+}
+
 }  // namespace
