@@ -5,6 +5,8 @@ namespace QZ::RPC
 
 bool ServerSession::received(std::size_t count)
 {
+    // Only a caller that reads on while a reply waits comes here with so much.
+    if (count != 0 && m_reader.pending() >= kMaxFrameBytes + kLengthBytes) m_malformed = true;
     m_reader.commit(count);
     while (!m_malformed && m_reply.bytes().empty()) {
         ByteView body;

@@ -31,12 +31,14 @@ public:
     // Borrows the dispatcher, which must outlive the session.
     explicit ServerSession(IDispatcher& dispatcher) : m_dispatcher(dispatcher) {}
 
-    // Where the next received bytes go; then received() with how many came.
+    // Where the next received bytes go; then received() with how many came. Both
+    // raise std::bad_alloc when there is no memory; close the connection then.
     unsigned char* prepare(std::size_t count) { return m_reader.prepare(count); }
     // Answers complete requests in their order until one reply is waiting or no
     // request is left. False, for good, when the stream is malformed and must be
     // closed. A result that outgrows a frame is answered with an error. Call it again with 0 after
-    // sent(), before reading on: while a reply waits, more bytes only pile up.
+    // sent(), before reading on: while a reply waits, more bytes only pile up, and behind
+    // as many as a longest frame has the stream counts as malformed.
     [[nodiscard]] bool received(std::size_t count);
 
     // The reply that waits to be sent; empty when there is none.

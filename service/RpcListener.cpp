@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -64,12 +65,14 @@ public:
 
     void read()
     {
-        unsigned char* where = m_session.prepare(kReadBytes);
-        m_socket.async_read_some(
-            asio::buffer(where, kReadBytes),
-            [self = shared_from_this()](const asio::error_code& error, std::size_t count) {
-                self->onRead(error, count);
-            });
+        closeWithoutMemory([this] {
+            unsigned char* where = m_session.prepare(kReadBytes);
+            m_socket.async_read_some(
+                asio::buffer(where, kReadBytes),
+                [self = shared_from_this()](const asio::error_code& error, std::size_t count) {
+                    self->onRead(error, count);
+                });
+        });
     }
 
     void close()
@@ -86,6 +89,19 @@ public:
     }
 
 private:
+    // Runs a step. One that finds no memory ends this connection and no other; the
+    // owner's reference to it is gone then.
+    template <class Step>
+    void closeWithoutMemory(Step step)
+    {
+        try {
+            step();
+        } catch (const std::bad_alloc&) {
+            spdlog::warn("a connection is closed: no memory for it");
+            m_owner.remove(*this);
+        }
+    }
+
     void markUsed() { m_lastUse = ++m_owner.m_uses; }
 
     // The owner may be gone once the client is closed.
@@ -101,14 +117,16 @@ private:
 
     void proceed(std::size_t count)
     {
-        if (!m_session.received(count)) {
-            spdlog::warn("a connection is closed: what it sent is no request");
-            m_owner.remove(*this);
-        } else if (m_session.output().empty()) {
-            read();
-        } else {
-            write();
-        }
+        closeWithoutMemory([this, count] {
+            if (!m_session.received(count)) {
+                spdlog::warn("a connection is closed: what it sent is no request");
+                m_owner.remove(*this);
+            } else if (m_session.output().empty()) {
+                read();
+            } else {
+                write();
+            }
+        });
     }
 
     void write()

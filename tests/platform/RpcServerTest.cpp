@@ -180,6 +180,31 @@ TEST_F(ServerSessionTest, AMalformedFrameBehindAGoodOneIsFoundOnceTheReplyIsGone
     EXPECT_FALSE(session.received(0));
 }
 
+TEST_F(ServerSessionTest, ACallerThatReadsOnWhileAReplyWaitsEndsWithALongestFrame)
+{
+    ASSERT_TRUE(receive(request(1, "echo", "a")));
+    const Bytes longest(kMaxFrameBytes + kLengthBytes, 0);
+    EXPECT_TRUE(receive(request(2, "echo", "b") + longest));
+    EXPECT_TRUE(session.received(0));
+    EXPECT_FALSE(receive({0}));
+    session.sent();
+    EXPECT_FALSE(session.received(0));
+    EXPECT_EQ(echo.calls.size(), 1u);
+}
+
+TEST_F(ServerSessionTest, ALongestFrameBehindAReplyThatWaitsIsNoFault)
+{
+    const std::string block(kMaxFrameBytes - 12, 'x');  // behind call id and method
+    const Bytes longest = request(2, "echo", block);
+    ASSERT_EQ(longest.size(), kMaxFrameBytes + kLengthBytes);
+    EXPECT_TRUE(receive(request(1, "echo", "a")));
+    EXPECT_TRUE(receive(Bytes(longest.begin(), longest.end() - 1)));
+    EXPECT_TRUE(receive({'x'}));
+    EXPECT_EQ(takeOutput(), reply(1, "a"));
+    EXPECT_TRUE(session.received(0));
+    EXPECT_TRUE(takeOutput() == reply(2, block));
+}
+
 TEST_F(ServerSessionTest, DamagedStreamsDoNoMoreThanEndTheSession)
 {
     std::mt19937 random(20003);
