@@ -68,7 +68,8 @@ CString& CString::operator+=(char c)
 
 int CString::Find(const char* text, int start) const
 {
-    if (text == nullptr || *text == '\0') return -1;
+    // The empty text, too, is found no further than at the end.
+    if (text == nullptr || start > GetLength()) return -1;
     return toPosition(m_text.find(text, clampTo(start, m_text.size())));
 }
 

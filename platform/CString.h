@@ -29,7 +29,7 @@ public:
     CString& operator+=(char c);
 
     // Position of the first occurrence at or after start; -1 when there is none.
-    // An empty or null text is found nowhere.
+    // The empty text is found at start itself, a null one nowhere.
     int Find(const char* text, int start = 0) const;
     int Find(char c, int start = 0) const;
 

@@ -85,7 +85,19 @@ TEST(CStringTest, FindBeginsAtTheStart)
     EXPECT_EQ(text.Find("bc", 2), 4);
     EXPECT_EQ(text.Find('c', 3), 5);
     EXPECT_EQ(text.Find("x"), -1);
-    EXPECT_EQ(text.Find(""), -1);
+}
+
+TEST(CStringTest, TheEmptyTextIsFoundAtTheStart)
+{
+    const CString text("abc");
+    EXPECT_EQ(text.Find(""), 0);
+    EXPECT_EQ(text.Find("", 2), 2);
+    EXPECT_EQ(text.Find("", 3), 3);
+    EXPECT_EQ(text.Find("", 4), -1);
+    EXPECT_EQ(text.Find("", INT_MAX), -1);
+    EXPECT_EQ(text.Find("", -5), 0);
+    EXPECT_EQ(CString().Find(""), 0);
+    EXPECT_EQ(CString().Find("", 1), -1);
 }
 
 TEST(CStringTest, FindClampsTheStart)

@@ -94,7 +94,12 @@ TEST(GetCmdStrTest, TouchesNothingWithoutASeparator)
 {
     EXPECT_EQ(split("abc", "="), (Split{0, "oldLeft", "oldRight"}));
     EXPECT_EQ(split("", "="), (Split{0, "oldLeft", "oldRight"}));
-    EXPECT_EQ(split("abc", ""), (Split{0, "oldLeft", "oldRight"}));
+}
+
+TEST(GetCmdStrTest, AnEmptySeparatorIsFoundAtTheBeginAndTakesOneCharacter)
+{
+    EXPECT_EQ(split("abc", ""), (Split{1, "", "bc"}));
+    EXPECT_EQ(split("", ""), (Split{1, "", ""}));
 }
 
 TEST(GetCmdStrTest, ArgumentsMayBeTheSameText)
