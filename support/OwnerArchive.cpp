@@ -100,7 +100,7 @@ int COwnerArchive::SvrWrite(CByteArray& bytes)
 {
     const int n = bytes.GetSize();
     if (mfCheckBuffer(n) == 0) return 0;
-    std::copy_n(bytes.GetData(), n, m_buffer.GetData() + m_position);
+    if (n > 0) std::copy_n(bytes.GetData(), n, m_buffer.GetData() + m_position);
     m_position += n;
     return 1;
 }
@@ -109,7 +109,7 @@ int COwnerArchive::SvrRead(CByteArray& bytes)
 {
     const int n = bytes.GetSize();
     if (mfCheckBuffer(n) == 0) return 0;
-    std::copy_n(m_buffer.GetData() + m_position, n, bytes.GetData());
+    if (n > 0) std::copy_n(m_buffer.GetData() + m_position, n, bytes.GetData());
     m_position += n;
     return 1;
 }

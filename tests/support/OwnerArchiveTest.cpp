@@ -340,6 +340,15 @@ TEST(OwnerArchiveTest, NothingIsTransferredAtANegativePosition)
     archive.SvrChangeMode(ARCHIVE_STORING);
     EXPECT_EQ(archive.SvrGetBufferSize(), 2);
     EXPECT_EQ(archive.SvrGetRealBufferSize(), 16534);
+    // An empty buffer has no address to count from.
+    LoadingArchive empty({});
+    ByteArray none{};
+    EXPECT_EQ(empty.SvrRead(bytes, -2), 1);
+    EXPECT_EQ(empty.SvrRead(none), 1);
+    EXPECT_EQ(empty.SvrWrite(none), 1);
+    EXPECT_EQ(empty.SvrGetBufferSize(), -2);
+    EXPECT_EQ(empty.SvrRead(one), 0);
+    EXPECT_EQ(empty.SvrWrite(one), 0);
 }
 
 TEST(OwnerArchiveTest, NegativeLengthOfABlobIsAnEmptyBlob)
