@@ -10,6 +10,8 @@
 constexpr int kNoParamType = -2;
 // What a failed character-set conversion returns.
 constexpr int kConvertFailed = INT32_MIN;
+// Type code of a device value that is decimal text.
+constexpr int kTypeText = 100;
 
 // Parameter access through the callbacks of ORVA_DATA, and conversions between
 // the forms in which device values travel. Static operations only; they keep
@@ -43,8 +45,9 @@ public:
     // truncated to signed 32 bits; saturating, NaN gives 0.
     [[nodiscard]] static int Double2Int(double& d);
     // Splits src at the first sep into trimmed parts; 0, with nothing touched,
-    // without one. On purpose only one character of a longer sep is skipped.
-    // The arguments may be the same object.
+    // without one. On purpose exactly one character is skipped for sep, also for a
+    // longer or an empty one, which is found at the begin. The arguments may be the
+    // same object.
     static int SvrGetCmdStr(CString& src, CString& sep, CString& left, CString& right);
 
     // Parses a device value. type: 0..15 bit of a hexadecimal number; 80..88
@@ -78,7 +81,9 @@ public:
     // odd array even. Any other flag: nothing.
     static int SvrChangeStrIncode(CByteArray& bytes, int flag);
 
-    // --- Character sets. 0 when the conversion fails, the output then untrimmed. ---
+    // --- Character sets. 0 when the conversion fails. An array then keeps its full
+    // size, zeros behind what was converted; a text what was converted before its
+    // first zero byte. Where more than INT32_MAX bytes were needed, either is empty. ---
 
     // UTF-8 to GB18030; returns out's size.
     static int SvrStr2ASCII(CString& s, CByteArray& out);

@@ -20,7 +20,6 @@ constexpr int kTypeUInt32 = 86;
 constexpr int kTypeInt32 = 87;
 constexpr int kTypeBcd32 = 88;
 constexpr int kTypeFloat = 89;
-constexpr int kTypeText = 100;
 
 constexpr int kFloatDigits = 8;
 // Widest text, and most decimals, that formatting makes.

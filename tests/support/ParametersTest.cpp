@@ -4,6 +4,7 @@
 
 #include <limits>
 #include <map>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -26,6 +27,10 @@ struct Host : ORVA_DATA {
     static int getType(ORVA_DATA& data, CString name, DATATYPE& type)
     {
         auto& host = static_cast<Host&>(data);
+        if (host.reported) {
+            type = static_cast<DATATYPE>(*host.reported);
+            return host.status;
+        }
         const auto found = host.variables.find(static_cast<const char*>(name));
         if (found == host.variables.end()) return 1;
         type = static_cast<DATATYPE>(found->second.index() + 1);
@@ -62,6 +67,7 @@ struct Host : ORVA_DATA {
 
     std::map<std::string, Value> variables{
         {"count", 7}, {"level", 2.25}, {"title", std::string("hello")}};
+    std::optional<int> reported;  // as the type of every name
     int status = 0;
     int writes = 0;
 };
@@ -172,6 +178,20 @@ TEST_F(ParametersTest, WithoutTypeCallbackEveryNameIsALiteral)
     EXPECT_EQ(number("12"), (NumberRead{1, 12.0}));
     EXPECT_EQ(number("count"), (NumberRead{1, 0.0}));
     EXPECT_EQ(text("title"), (TextRead{1, "title"}));
+}
+
+TEST_F(ParametersTest, ANameOfATypeThatNobodyKnowsIsALiteralAndIsNotWritten)
+{
+    host.variables["12.5"] = 99;
+    for (const int type : {0, 4}) {
+        host.reported = type;
+        EXPECT_EQ(CDevServer::SvrGetParaType(host, "count"), type);
+        EXPECT_EQ(number("12.5"), (NumberRead{1, 12.5}));
+        EXPECT_EQ(text("title"), (TextRead{1, "title"}));
+        EXPECT_EQ(set("level", 1.0), 0);
+        EXPECT_EQ(set("title", "new"), 0);
+    }
+    EXPECT_EQ(host.writes, 0);
 }
 
 TEST_F(ParametersTest, TextsAreReadFromVariables)
