@@ -110,21 +110,16 @@ Loads a device driver as the panel's runtime does, polls its channels, sends it
 commands and writes, runs project files, and checks a driver library before it
 is copied to a panel. Example projects are in /usr/share/orva-panel/examples.")
 
-# dpkg-shlibdeps knows the libraries of this machine only. Without it the packages state
-# what Debian 12's compiler makes them need.
+# dpkg-shlibdeps knows the libraries of this machine only, not those of a panel or of another
+# platform: then the version symbols in the files say what they depend on.
 find_program(ORVA_DPKG_SHLIBDEPS dpkg-shlibdeps)
 find_program(ORVA_FILE file)
 mark_as_advanced(ORVA_DPKG_SHLIBDEPS ORVA_FILE)
-foreach(component DRIVER SERVICE PANEL)
-    if(ORVA_DPKG_SHLIBDEPS AND ORVA_FILE AND NOT CMAKE_CROSSCOMPILING)
-        set(CPACK_DEBIAN_${component}_PACKAGE_SHLIBDEPS ON)
-    elseif(ORVA_STATIC_CXX AND NOT component STREQUAL "PANEL")
-        set(CPACK_DEBIAN_${component}_PACKAGE_DEPENDS "libc6 (>= 2.34)")
-    else()
-        set(CPACK_DEBIAN_${component}_PACKAGE_DEPENDS
-            "libc6 (>= 2.34), libgcc-s1 (>= 3.5), libstdc++6 (>= 12)")
-    endif()
-endforeach()
+if(ORVA_DPKG_SHLIBDEPS AND ORVA_FILE AND ORVA_OWN_PLATFORM AND NOT CMAKE_CROSSCOMPILING)
+    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+else()
+    set(CPACK_ORVA_DEPENDS_FROM_FILES ON)
+endif()
 
 # What cpack's own scripts need to know.
 set(CPACK_PROJECT_CONFIG_FILE ${packaging}/source_date.cmake)

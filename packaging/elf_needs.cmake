@@ -1,0 +1,46 @@
+# Included by cpack's scripts: what a program or library asks of the system it runs on.
+
+# elf_needs(FILE PREFIX): sets PREFIX_LIBRARIES to the names of the libraries that FILE needs,
+# PREFIX_GLIBC, PREFIX_GLIBCXX and PREFIX_GCC to the highest version of their symbols that it
+# uses, empty for none.
+function(elf_needs file prefix)
+    foreach(what d V)
+        execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C ${CPACK_ORVA_READELF} -${what} ${file}
+            OUTPUT_VARIABLE said_${what} COMMAND_ERROR_IS_FATAL ANY)
+    endforeach()
+    string(REPLACE "[" "<" said_d "${said_d}") # a list element must not have half a bracket
+    string(REPLACE "]" ">" said_d "${said_d}")
+    string(REGEX MATCHALL "Shared library: <[^>]*" libraries "${said_d}")
+    list(TRANSFORM libraries REPLACE "^.*<" "")
+    set(${prefix}_LIBRARIES "${libraries}" PARENT_SCOPE)
+    foreach(name GLIBC GLIBCXX GCC)
+        string(REGEX MATCHALL "Name: ${name}_[0-9.]+" versions "${said_V}")
+        list(TRANSFORM versions REPLACE "^.*_" "")
+        list(SORT versions COMPARE NATURAL ORDER DESCENDING)
+        list(APPEND versions "")
+        list(GET versions 0 highest)
+        set(${prefix}_${name} "${highest}" PARENT_SCOPE)
+    endforeach()
+endfunction()
+
+# elf_depends(FILE VARIABLE): the same as the Depends of a Debian package.
+function(elf_depends file variable)
+    elf_needs(${file} needs)
+    set(depends "libc6 (>= ${needs_GLIBC})")
+    if(needs_GCC)
+        string(APPEND depends ", libgcc-s1 (>= ${needs_GCC})")
+    endif()
+    if(needs_GLIBCXX)
+        # The package that first had GLIBCXX_3.4.21, 22 and so on.
+        set(since_21 5.2 6 7 7.2 8 9 9.2 9.3 11 12 13.1 13.2 14)
+        string(REGEX REPLACE "^3\\.4\\.?" "" minor "${needs_GLIBCXX}")
+        if(minor STREQUAL "" OR minor LESS 21)
+            set(package 4.9)
+        else()
+            math(EXPR index "${minor} - 21")
+            list(GET since_21 ${index} package)
+        endif()
+        string(APPEND depends ", libstdc++6 (>= ${package})")
+    endif()
+    set(${variable} "${depends}" PARENT_SCOPE)
+endfunction()
