@@ -5,9 +5,9 @@
 #include "host/StatusCodes.h"
 #include "support/DevServer.h"
 #include "support/Truncate.h"
+#include "vpnclient/CatchAll.h"
 #include "vpnclient/Connection.h"
 
-#include <cxxabi.h>
 #include <cctype>
 
 namespace
@@ -91,15 +91,14 @@ int CDevBas::mfDevIOWriteChannel(ORVA_DATA& data, CString& arguments)
 
     for (const WritableChannel& target : kWritableChannels) {
         if (target.channel != channel) continue;
-        try {
-            return writeChannel(data, target, value);
-        } catch (abi::__forced_unwind&) {
-            throw;
-        } catch (...) {
-            // On purpose unlike the commands: whatever went wrong, nothing is printed.
-            if (data.pDevData != nullptr) dropConnection(data.pDevData->pDispatchClient);
-            return RESULT_NO_SERVICE;
-        }
+        // On purpose unlike the commands: whatever goes wrong, nothing is printed.
+        return catchAll([&] { return writeChannel(data, target, value); },
+                        [&] {
+                            if (data.pDevData != nullptr) {
+                                dropConnection(data.pDevData->pDispatchClient);
+                            }
+                            return RESULT_NO_SERVICE;
+                        });
     }
     return RESULT_OK;
 }

@@ -5,8 +5,7 @@
 #include "host/devicevpn.h"
 #include "support/OwnerArchive.h"
 #include "support/Truncate.h"
-
-#include <cxxabi.h>
+#include "vpnclient/CatchAll.h"
 
 #include <cstring>
 #include <memory>
@@ -23,13 +22,7 @@ constexpr int kMaxChannels = 1000000;
 template <class Operation>
 int guarded(int failed, Operation operation)
 {
-    try {
-        return operation();
-    } catch (abi::__forced_unwind&) {
-        throw;
-    } catch (...) {
-        return failed;
-    }
+    return catchAll(operation, [failed] { return failed; });
 }
 
 // The value behind a host pointer, which need not be aligned.

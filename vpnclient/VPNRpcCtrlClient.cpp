@@ -1,8 +1,7 @@
 #include "vpnclient/VPNRpcCtrlClient.h"
 
+#include "vpnclient/CatchAll.h"
 #include "vpnclient/WireValues.h"
-
-#include <cxxabi.h>
 
 #include <type_traits>
 
@@ -23,7 +22,7 @@ constexpr unsigned int kCheckTimeOutMs = 3000;
 // Runs a read of the platform's: a refused block passes, anything else that is
 // raised there makes the reply unusable.
 template <class Read>
-void readOrFail(Read read)
+CATCHES_FORCED_UNWIND void readOrFail(Read read)
 {
     bool done = false;
     try {
