@@ -21,14 +21,14 @@ TEST(CodeNamesTest, TheSameNumberMeansWhatTheCallMeans)
     EXPECT_EQ(meaningOf(CodeOf::kCommand, 9), "valid, but not possible now");
     EXPECT_EQ(meaningOf(CodeOf::kCollect, 9), "unknown code");
     EXPECT_EQ(meaningOf(CodeOf::kCollect, -3), "no real-time database");
-    EXPECT_EQ(meaningOf(CodeOf::kCommand, STATUS_FAILED),
+    EXPECT_EQ(meaningOf(CodeOf::kCommand, kStatusFailed),
               "bad argument or failure inside the driver");
 }
 
 TEST(CodeNamesTest, HostStatusesAreWrittenInHexadecimal)
 {
-    EXPECT_EQ(codeText(STATUS_FAILED), "0x80000001");
-    EXPECT_EQ(codeText(STATUS_NO_RTDB), "0x80000000");
+    EXPECT_EQ(codeText(kStatusFailed), "0x80000001");
+    EXPECT_EQ(codeText(kStatusNoRtdb), "0x80000000");
     EXPECT_EQ(codeText(-3), "-3");
     EXPECT_EQ(codeText(20), "20");
 }

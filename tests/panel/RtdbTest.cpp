@@ -2,6 +2,7 @@
 #include "panel/MemoryRtdb.h"
 
 #include <gtest/gtest.h>
+#include <atomic>
 #include <climits>
 #include <thread>
 
@@ -45,12 +46,12 @@ TEST_F(RtdbTest, AVariableIsReadAndWrittenInItsOwnTypeOnly)
     EXPECT_EQ(i, 7);
     EXPECT_EQ(d, 2.5);
     EXPECT_EQ(s, "text");
-    EXPECT_EQ(m_rtdb.GetParamInt("d", &i), STATUS_FAILED);
-    EXPECT_EQ(m_rtdb.GetParamInt("i", nullptr), STATUS_FAILED);
+    EXPECT_EQ(m_rtdb.GetParamInt("d", &i), kStatusFailed);
+    EXPECT_EQ(m_rtdb.GetParamInt("i", nullptr), kStatusFailed);
     EXPECT_EQ(i, 7);
-    EXPECT_EQ(m_rtdb.SetParamDouble("i", 1.0), STATUS_FAILED);
-    EXPECT_EQ(m_rtdb.SetParamInt("unknown", 1), STATUS_FAILED);
-    EXPECT_EQ(m_rtdb.SetParamString(nullptr, "x"), STATUS_FAILED);
+    EXPECT_EQ(m_rtdb.SetParamDouble("i", 1.0), kStatusFailed);
+    EXPECT_EQ(m_rtdb.SetParamInt("unknown", 1), kStatusFailed);
+    EXPECT_EQ(m_rtdb.SetParamString(nullptr, "x"), kStatusFailed);
     EXPECT_EQ(m_variables.get("i"), Value(7));
     EXPECT_TRUE(m_rtdb.takeWritten().empty());
 }
@@ -105,8 +106,11 @@ TEST_F(RtdbTest, AVariableIsDefinedOnce)
 TEST_F(RtdbTest, DevicesOnSeveralThreadsShareTheVariables)
 {
     MemoryRtdb other(m_variables);
-    const auto writeOften = [](MemoryRtdb& rtdb, const std::string& text) {
-        for (int i = 0; i < 2000; ++i) {
+    std::atomic<int> ready{0};
+    const auto writeOften = [&ready](MemoryRtdb& rtdb, const std::string& text) {
+        ++ready;
+        while (ready < 2) std::this_thread::yield();
+        for (int i = 0; i < 200000; ++i) {
             std::string seen;
             rtdb.SetParamString("s", text);
             rtdb.GetParamString("s", seen);

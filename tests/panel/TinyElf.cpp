@@ -36,9 +36,9 @@ public:
         const unsigned programs = 2U + (m_elf.relro ? 1U : 0U) + (m_elf.stackHeader ? 1U : 0U);
         typename Types::Header header{};
         m_bytes.resize(sizeof header + programs * sizeof(typename Types::Program));
-        const std::size_t symbolsAt = appendSymbols();
         const std::size_t versionsAt = appendVersions();
         const std::size_t hashAt = appendHash();
+        const std::size_t symbolsAt = appendSymbols();
         const std::size_t namesAt = appendBytes(m_names.data(), m_names.size());
         const std::size_t dynamicAt = appendDynamic(symbolsAt, namesAt, hashAt, versionsAt);
         const std::size_t dynamicBytes = m_bytes.size() - dynamicAt;
