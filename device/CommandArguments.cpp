@@ -67,6 +67,6 @@ bool CommandArguments::writeResult(int value) const
 
 int CommandArguments::refuse() const
 {
-    writeResult(RESULT_BAD_COMMAND);
-    return RESULT_BAD_COMMAND;
+    writeResult(kResultBadCommand);
+    return kResultBadCommand;
 }

@@ -9,7 +9,7 @@
 // The arguments of one text command: fields separated by ",", a fixed number of
 // them, the last one naming the numeric host variable that receives the outcome.
 // Borrows the record. A handler checks valid() first and ends with
-// RESULT_BAD_COMMAND where it is false; nothing has been written then.
+// kResultBadCommand where it is false; nothing has been written then.
 class CommandArguments
 {
 public:
@@ -36,7 +36,7 @@ public:
     // Write the text variable that a field names, the result variable; false when that fails.
     bool writeText(std::size_t index, const QZ::utils::String& value) const;
     bool writeResult(int value) const;
-    // Ends a command with a bad argument: writes RESULT_BAD_COMMAND and returns it.
+    // Ends a command with a bad argument: writes kResultBadCommand and returns it.
     int refuse() const;
 
 private:

@@ -16,7 +16,7 @@ constexpr int CONFIG_VERSION = 20003;
 // device is its DEV_DATA. Result codes: host/StatusCodes.h.
 //
 // Every collection and command asks initData for a live connection first. A
-// QZ::Net::Exception of a service call ends it with RESULT_NO_SERVICE, one line
+// QZ::Net::Exception of a service call ends it with kResultNoService, one line
 // on standard output and the connection dropped; other exceptions pass through.
 class CDevBas
 {

@@ -25,7 +25,7 @@ struct Cycle {
 
     bool requests(int channel) const
     {
-        return channel < flags.GetSize() && flags[channel] == FLAG_REQUESTED;
+        return channel < flags.GetSize() && flags[channel] == kFlagRequested;
     }
     void store(int channel, double value)
     {
@@ -42,7 +42,7 @@ template <class Array, class Value>
 void setRequested(int index, const Value& value, CArray<int, int>& flags, Array& target)
 {
     if (index < 0 || index >= flags.GetSize() || index >= target.GetSize()) return;
-    if (flags[index] != FLAG_REQUESTED) return;
+    if (flags[index] != kFlagRequested) return;
     target[index] = value;
     flags[index] = FLAG_VALUE_READY;
 }
@@ -79,16 +79,16 @@ int collectSettings(Cycle& cycle)
 
     // Unsigned, so that a negative status is beyond the table too.
     const auto status = static_cast<std::uint32_t>(info.status);
-    const int result = status < std::size(VPN_STATE_RESULT_CODE) ? VPN_STATE_RESULT_CODE[status]
-                                                                 : RESULT_VPN_OTHER;
-    const bool enabled = askEnabled(client, result != RESULT_VPN_DISABLED);
+    const int result =
+        status < std::size(VPN_STATE_RESULT_CODE) ? VPN_STATE_RESULT_CODE[status] : kResultVpnOther;
+    const bool enabled = askEnabled(client, result != kResultVpnDisabled);
 
-    cycle.store(CHANNEL_SERVER_ADDRESS, info.serverIP);
-    cycle.store(CHANNEL_SERVER_PORT, info.serverPort);
-    cycle.store(CHANNEL_VPN_ADDRESS, info.vpnIP);
-    cycle.store(CHANNEL_BEAT_INTERVAL, info.beatInterval);
-    cycle.store(CHANNEL_DEVICE_NAME, info.deviceName);
-    cycle.store(CHANNEL_VPN_ENABLED, enabled);
+    cycle.store(kChannelServerAddress, info.serverIP);
+    cycle.store(kChannelServerPort, info.serverPort);
+    cycle.store(kChannelVpnAddress, info.vpnIP);
+    cycle.store(kChannelBeatInterval, info.beatInterval);
+    cycle.store(kChannelDeviceName, info.deviceName);
+    cycle.store(kChannelVpnEnabled, enabled);
     return result;
 }
 
@@ -109,7 +109,7 @@ int CDevBas::mfCollectDevData(ORVA_DATA& data, CArray<int, int>& flags,
                               CArray<double, double>& numbers, CStringArray& texts)
 {
     if (data.pDevData != nullptr && data.pDevData->bNoConfig) {
-        for (int i = 0; i < flags.GetSize(); ++i) flags[i] = FLAG_REQUESTED;
+        for (int i = 0; i < flags.GetSize(); ++i) flags[i] = kFlagRequested;
     }
     return loadData(data, flags, numbers, texts);
 }
@@ -118,21 +118,21 @@ int CDevBas::loadData(ORVA_DATA& data, CArray<int, int>& flags, CArray<double, d
                       CStringArray& texts)
 {
     _ticks = HostTools::tickCount();
-    if (!initData(data.pDevData)) return RESULT_NO_SERVICE;
+    if (!initData(data.pDevData)) return kResultNoService;
 
     Cycle cycle{data, flags, numbers, texts};
     try {
-        int result = RESULT_OK;
-        for (int i = CHANNEL_RESULT; i <= CHANNEL_VPN_ENABLED; ++i) {
+        int result = kResultOk;
+        for (int i = kChannelResult; i <= kChannelVpnEnabled; ++i) {
             if (cycle.requests(i)) {
                 result = collectSettings(cycle);
                 break;
             }
         }
-        collectOne(cycle, CHANNEL_VPN_STATE, &VPNRpcCtrlClient::getVpnState);
-        collectOne(cycle, CHANNEL_DEVICE_SN, &VPNRpcCtrlClient::getProductSn);
-        collectOne(cycle, CHANNEL_VPN_PASSWORD, &VPNRpcCtrlClient::getVPNPassword);
-        collectOne(cycle, CHANNEL_VPN_USER_NAME, &VPNRpcCtrlClient::getVPNUserName);
+        collectOne(cycle, kChannelVpnState, &VPNRpcCtrlClient::getVpnState);
+        collectOne(cycle, kChannelDeviceSn, &VPNRpcCtrlClient::getProductSn);
+        collectOne(cycle, kChannelVpnPassword, &VPNRpcCtrlClient::getVPNPassword);
+        collectOne(cycle, kChannelVpnUserName, &VPNRpcCtrlClient::getVPNUserName);
         return result;
     } catch (const QZ::Net::Exception& failure) {
         return endWithServiceFailure("loadData", kDiagnosticLine, failure, data.pDevData);

@@ -19,7 +19,7 @@ struct Command {
 };
 
 // In dispatch order: the first word that matches wins.
-constexpr Command kCommands[COMMAND_COUNT] = {
+constexpr Command kCommands[kCommandCount] = {
     {IOCTRL_STR_PROPERTYNAME[0], &CDevBas::_SetVPNServer},
     {IOCTRL_STR_PROPERTYNAME[1], &CDevBas::_SetVPNCA},
     {IOCTRL_STR_PROPERTYNAME[2], &CDevBas::_SetDeviceSN},
@@ -49,12 +49,12 @@ const Command* findCommand(const char* name)
 int CDevBas::mfDevIOCtrl(ORVA_DATA& data, CString& command, CArray<double, double>& numbers,
                          CStringArray& texts)
 {
-    numbers.SetSize(CHANNEL_COUNT + 1);
-    texts.SetSize(CHANNEL_COUNT + 1);
+    numbers.SetSize(kChannelCount + 1);
+    texts.SetSize(kChannelCount + 1);
 
     const int open = command.Find('(');
     const int close = command.Find(')');
-    if (open < 0 || close < 0) return RESULT_BAD_COMMAND;
+    if (open < 0 || close < 0) return kResultBadCommand;
 
     CString name = command.Left(open);
     // One by one: not every runtime's CString hands itself back.
@@ -71,8 +71,8 @@ int CDevBas::mfDevIOCtrl(ORVA_DATA& data, CString& command, CArray<double, doubl
     if (strcasecmp(name, kWriteKeyword) == 0) return mfDevIOWriteChannel(data, arguments);
 
     const Command* found = findCommand(name);
-    if (found == nullptr) return RESULT_BAD_COMMAND;
-    if (!initData(data.pDevData)) return RESULT_NO_SERVICE;
+    if (found == nullptr) return kResultBadCommand;
+    if (!initData(data.pDevData)) return kResultNoService;
     try {
         return found->handler(data, arguments);
     } catch (const QZ::Net::Exception& failure) {

@@ -44,5 +44,5 @@ int endWithServiceFailure(const char* operation, int line, const QZ::Net::Except
     std::printf("%s[%d] failed with: %s-%s\n", operation, line, failure.func(), failure.info());
     std::fflush(stdout);
     if (devData != nullptr) dropConnection(devData->pDispatchClient);
-    return RESULT_NO_SERVICE;
+    return kResultNoService;
 }

@@ -34,18 +34,18 @@ struct WritableChannel {
 };
 
 constexpr WritableChannel kWritableChannels[] = {
-    {CHANNEL_VPN_PASSWORD, &CDevBas::_CheckVPNPasswd, &VPNRpcCtrlClient::setVPNPassword},
-    {CHANNEL_VPN_USER_NAME, &CDevBas::_CheckVPNUserName, &VPNRpcCtrlClient::setVPNUserName},
+    {kChannelVpnPassword, &CDevBas::_CheckVPNPasswd, &VPNRpcCtrlClient::setVPNPassword},
+    {kChannelVpnUserName, &CDevBas::_CheckVPNUserName, &VPNRpcCtrlClient::setVPNUserName},
 };
 
 // On purpose: connection and client come before the validator.
 int writeChannel(ORVA_DATA& data, const WritableChannel& target, CString& value)
 {
-    if (!CDevBas::initData(data.pDevData)) return RESULT_NO_SERVICE;
+    if (!CDevBas::initData(data.pDevData)) return kResultNoService;
     VPNRpcCtrlClient client(connectionOf(data));
-    if (!target.accepts(value)) return RESULT_BAD_COMMAND;
+    if (!target.accepts(value)) return kResultBadCommand;
     const int answer = (client.*target.operation)(QZ::utils::String(value));
-    return answer == kAnswerDone ? RESULT_OK : RESULT_BAD_COMMAND;
+    return answer == kAnswerDone ? kResultOk : kResultBadCommand;
 }
 
 }  // namespace
@@ -58,23 +58,23 @@ bool CDevBas::_CheckVPNUserName(CString& text) { return isCredential(text, &std:
 int CDevBas::_GetPasswd(ORVA_DATA& data, const CString& arguments)
 {
     const CommandArguments fields(data, arguments, 2);
-    if (!fields.valid() || fields.type(0) != DATATYPE_STRING) return RESULT_BAD_COMMAND;
+    if (!fields.valid() || fields.type(0) != DATATYPE_STRING) return kResultBadCommand;
     fields.writeText(0, callService(data, &VPNRpcCtrlClient::getVPNPassword));
-    fields.writeResult(RESULT_OK);
-    return RESULT_OK;
+    fields.writeResult(kResultOk);
+    return kResultOk;
 }
 
 int CDevBas::_SetPasswd(ORVA_DATA& data, const CString& arguments)
 {
     const CommandArguments fields(data, arguments, 2);
-    if (!fields.valid()) return RESULT_BAD_COMMAND;
+    if (!fields.valid()) return kResultBadCommand;
     const int type = fields.type(0);
-    if (type != DATATYPE_STRING && type != kNoParamType) return RESULT_BAD_COMMAND;
+    if (type != DATATYPE_STRING && type != kNoParamType) return kResultBadCommand;
     CString password;
     if (!fields.readText(0, password) || !_CheckVPNPasswd(password)) return fields.refuse();
     callService(data, &VPNRpcCtrlClient::setVPNPassword, QZ::utils::String(password));
-    fields.writeResult(RESULT_OK);
-    return RESULT_OK;
+    fields.writeResult(kResultOk);
+    return kResultOk;
 }
 
 int CDevBas::mfDevIOWriteChannel(ORVA_DATA& data, CString& arguments)
@@ -83,11 +83,11 @@ int CDevBas::mfDevIOWriteChannel(ORVA_DATA& data, CString& arguments)
     CString left;
     CString value;
     if (CDevServer::SvrGetCmdStr(arguments, separator, left, value) == 0) {
-        return RESULT_MALFORMED_WRITE;
+        return kResultMalformedWrite;
     }
     const int channel = truncToInt(CDevServer::SvrStr2Double(left, kTypeText, 0, left.GetLength()));
-    if (channel < 1 || channel > CHANNEL_COUNT) return RESULT_OK;
-    if (DEV_DWORD_CHLRWTYPE[channel] == CHANNEL_READONLY) return RESULT_REFUSED;
+    if (channel < 1 || channel > kChannelCount) return kResultOk;
+    if (DEV_DWORD_CHLRWTYPE[channel] == CHANNEL_READONLY) return kResultRefused;
 
     for (const WritableChannel& target : kWritableChannels) {
         if (target.channel != channel) continue;
@@ -97,8 +97,8 @@ int CDevBas::mfDevIOWriteChannel(ORVA_DATA& data, CString& arguments)
                             if (data.pDevData != nullptr) {
                                 dropConnection(data.pDevData->pDispatchClient);
                             }
-                            return RESULT_NO_SERVICE;
+                            return kResultNoService;
                         });
     }
-    return RESULT_OK;
+    return kResultOk;
 }

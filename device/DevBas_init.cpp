@@ -13,31 +13,31 @@ constexpr int kMaxConfigString = 16 * 1024 * 1024;
 
 int CDevBas::mfCheckDevDataInit(ORVA_DATA& data)
 {
-    if (data.pDevData != nullptr) return RESULT_OK;
+    if (data.pDevData != nullptr) return kResultOk;
     data.pDevData = new DEV_DATA();
     _SetDefaultProperty(data);
     if (data.pArchive == nullptr || data.pArchive->SvrGetRealBufferSize() == 0) {
         data.pDevData->bNoConfig = true;
-    } else if (_mfDeserialize(data) != RESULT_OK) {
-        return CONFIG_OTHER_VERSION;
+    } else if (_mfDeserialize(data) != kResultOk) {
+        return kConfigOtherVersion;
     }
     data.pDevData->dLastValue = -1.0;
-    return RESULT_OK;
+    return kResultOk;
 }
 
 int CDevBas::_SetDefaultProperty(ORVA_DATA& data)
 {
-    if (data.pDevData == nullptr) return CONFIG_UNUSABLE;
+    if (data.pDevData == nullptr) return kConfigUnusable;
     data.pDevData->arrPropInt.release();
     data.pDevData->arrPropAux.release();
     data.pDevData->vecPropStrings.clear();
-    return RESULT_OK;
+    return kResultOk;
 }
 
 int CDevBas::_mfDeserialize(ORVA_DATA& data)
 {
     data.pArchive->SvrChangeMode(ARCHIVE_LOADING);
-    if (data.pArchive->GetNowVersion() != CONFIG_VERSION) return CONFIG_OTHER_VERSION;
+    if (data.pArchive->GetNowVersion() != CONFIG_VERSION) return kConfigOtherVersion;
     return _mfDeserializeFromVersion1(data);
 }
 
@@ -47,32 +47,32 @@ int CDevBas::_mfDeserializeFromVersion1(ORVA_DATA& data)
     *data.pArchive >> propertyCount;
     // On purpose no records behind it, whatever it says: the device declares no properties.
     *data.pArchive >> data.pDevData->nMaxChannel;
-    return RESULT_OK;
+    return kResultOk;
 }
 
 int CDevBas::_GetPropertyNum() { return 0; }
 
 int CDevBas::_DeserializeUtf8String(ORVA_DATA& data, std::string& text)
 {
-    if (data.pArchive == nullptr) return CONFIG_UNUSABLE;
+    if (data.pArchive == nullptr) return kConfigUnusable;
     int length = 0;
     *data.pArchive >> length;
-    if (length < 0 || length > kMaxConfigString) return CONFIG_UNUSABLE;
+    if (length < 0 || length > kMaxConfigString) return kConfigUnusable;
     try {
         std::string bytes(static_cast<std::size_t>(length), '\0');
         data.pArchive->Read(bytes.data(), length);
         text.swap(bytes);
     } catch (const std::bad_alloc&) {
-        return CONFIG_UNUSABLE;
+        return kConfigUnusable;
     }
-    return RESULT_OK;
+    return kResultOk;
 }
 
 int CDevBas::_SerializeUtf8String(ORVA_DATA& data, const std::string& text)
 {
-    if (data.pArchive == nullptr) return CONFIG_UNUSABLE;
+    if (data.pArchive == nullptr) return kConfigUnusable;
     const int length = static_cast<int>(text.size());
     *data.pArchive << length;
     data.pArchive->Write(text.data(), length);
-    return RESULT_OK;
+    return kResultOk;
 }

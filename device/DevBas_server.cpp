@@ -38,7 +38,7 @@ int callServer(ORVA_DATA& data, const ServerCommand& command, QZ::utils::String 
 int runServerCommand(ORVA_DATA& data, const CString& text, const ServerCommand& command)
 {
     const CommandArguments arguments(data, text, 3);
-    if (!arguments.valid()) return RESULT_BAD_COMMAND;
+    if (!arguments.valid()) return kResultBadCommand;
     const QZ::utils::String address = arguments.text(0);
     int port = 0;
     const CommandArguments::Number read = arguments.readNumber(1, port);
@@ -47,8 +47,8 @@ int runServerCommand(ORVA_DATA& data, const CString& text, const ServerCommand& 
     const int answer =
         callServer(data, command, address, port, read == CommandArguments::Number::kMissing);
     const bool written = arguments.writeResult(answer);
-    if (answer == kAnswerInvalid || !written) return RESULT_BAD_COMMAND;
-    return answer == kAnswerNotNow ? RESULT_NOT_NOW : RESULT_OK;
+    if (answer == kAnswerInvalid || !written) return kResultBadCommand;
+    return answer == kAnswerNotNow ? kResultNotNow : kResultOk;
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 // source that includes this header, built in the order in which they stand here.
 
 // Value of a channel's request flag.
-constexpr int FLAG_REQUESTED = 1;    // the host wants the channel in this cycle
+constexpr int kFlagRequested = 1;    // the host wants the channel in this cycle
 constexpr int FLAG_VALUE_READY = 3;  // a fresh value waits to be published
 
 // Read/write class of a channel.
@@ -18,23 +18,23 @@ constexpr std::int32_t CHANNEL_READWRITE = 0;
 constexpr std::int32_t CHANNEL_READONLY = 2;
 
 // Channels by number (1-based; the host's index plus one). 0 is the result slot.
-enum CHANNEL : int {
-    CHANNEL_RESULT = 0,
-    CHANNEL_SERVER_ADDRESS = 1,
-    CHANNEL_SERVER_PORT = 2,
-    CHANNEL_VPN_ADDRESS = 3,
-    CHANNEL_BEAT_INTERVAL = 4,
-    CHANNEL_DEVICE_NAME = 5,
-    CHANNEL_VPN_ENABLED = 6,
-    CHANNEL_VPN_STATE = 7,
-    CHANNEL_DEVICE_SN = 8,
-    CHANNEL_VPN_PASSWORD = 9,
-    CHANNEL_VPN_USER_NAME = 10,
+enum Channel : int {
+    kChannelResult = 0,
+    kChannelServerAddress = 1,
+    kChannelServerPort = 2,
+    kChannelVpnAddress = 3,
+    kChannelBeatInterval = 4,
+    kChannelDeviceName = 5,
+    kChannelVpnEnabled = 6,
+    kChannelVpnState = 7,
+    kChannelDeviceSn = 8,
+    kChannelVpnPassword = 9,
+    kChannelVpnUserName = 10,
 };
-constexpr int CHANNEL_COUNT = 10;
+constexpr int kChannelCount = 10;
 
 // Command words, matched without regard to case.
-constexpr int COMMAND_COUNT = 12;
+constexpr int kCommandCount = 12;
 const CString DEV_STR_SETVPNSERVER("SETVPNSERVER");
 const CString DEV_STR_SETVPNCA("SETVPNCA");
 const CString DEV_STR_SETDEVICESN("SETDEVICESN");
@@ -49,7 +49,7 @@ const CString DEV_STR_GETVPNPASSWD("GetVPNPasswd");
 const CString DEV_STR_SETVPNPASSWD("SetVPNPasswd");
 
 // The command words in dispatch order.
-const CString IOCTRL_STR_PROPERTYNAME[COMMAND_COUNT] = {
+const CString IOCTRL_STR_PROPERTYNAME[kCommandCount] = {
     DEV_STR_SETVPNSERVER, DEV_STR_SETVPNCA,     DEV_STR_SETDEVICESN,  DEV_STR_STARTVPN,
     DEV_STR_STOPVPN,      DEV_STR_SETALIVETIME, DEV_STR_REFRESH,      DEV_STR_ACTIVATEVPN,
     DEV_STR_ONLINE,       DEV_STR_OFFLINE,      DEV_STR_GETVPNPASSWD, DEV_STR_SETVPNPASSWD,
@@ -61,7 +61,7 @@ const CString DEV_STR_PROPERTYNAME("");
 const CString DEV_STR_PROPERTLIST[2] = {"0 - 禁用", "1 - 启用"};
 
 // Channel names; entry k - 1 names channel k.
-const CString DEV_STR_CHLNAMES[CHANNEL_COUNT] = {
+const CString DEV_STR_CHLNAMES[kChannelCount] = {
     "服务器地址",      // server address
     "服务器端口",      // server port
     "VPN地址",         // VPN address
@@ -75,12 +75,12 @@ const CString DEV_STR_CHLNAMES[CHANNEL_COUNT] = {
 };
 
 // Read/write class by channel number; entry 0 belongs to the result slot.
-constexpr std::int32_t DEV_DWORD_CHLRWTYPE[CHANNEL_COUNT + 1] = {
+constexpr std::int32_t DEV_DWORD_CHLRWTYPE[kChannelCount + 1] = {
     CHANNEL_READONLY, CHANNEL_READONLY,  CHANNEL_READONLY,  CHANNEL_READONLY,
     CHANNEL_READONLY, CHANNEL_READONLY,  CHANNEL_READONLY,  CHANNEL_READONLY,
     CHANNEL_READONLY, CHANNEL_READWRITE, CHANNEL_READWRITE,
 };
 
 // Result of a collection by the VPN status 0 to 3 that the service reports.
-constexpr std::int32_t VPN_STATE_RESULT_CODE[4] = {RESULT_OK, RESULT_VPN_IDLE,
-                                                   RESULT_VPN_CONNECTING, RESULT_VPN_DISABLED};
+constexpr std::int32_t VPN_STATE_RESULT_CODE[4] = {kResultOk, kResultVpnIdle, kResultVpnConnecting,
+                                                   kResultVpnDisabled};

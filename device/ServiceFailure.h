@@ -5,6 +5,6 @@
 
 // Ends an operation whose service call failed: prints the diagnostic line for
 // operation and line on standard output, drops the connection and returns
-// RESULT_NO_SERVICE. devData may be null.
+// kResultNoService. devData may be null.
 int endWithServiceFailure(const char* operation, int line, const QZ::Net::Exception& failure,
                           DEV_DATA* devData);

@@ -13,18 +13,18 @@ DEV_DATA::~DEV_DATA() { dropConnection(pDispatchClient); }
 namespace orva_device
 {
 
-int DllInit() { return GLUE_DONE; }
+int DllInit() { return kGlueDone; }
 
 int SvrInitDevRun(ORVA_DATA& data) { return CDevBas::mfCheckDevDataInit(data); }
 
 int SvrExitDevRun(ORVA_DATA& data)
 {
-    if (data.pDevData == nullptr) return GLUE_DONE;
+    if (data.pDevData == nullptr) return kGlueDone;
     data.pDevData->arrPropInt.release();
     dropConnection(data.pDevData->pDispatchClient);
     delete data.pDevData;
     data.pDevData = nullptr;
-    return GLUE_DONE;
+    return kGlueDone;
 }
 
 int SvrCollectDevData(ORVA_DATA& data, CArray<int, int>& flags, CArray<double, double>& values,

@@ -36,7 +36,7 @@ T load(const void* pValue)
 
 void setFlags(const int* pChannels, int n, CArray<int, int>& flags)
 {
-    if (flags.GetSize() > 0) flags[0] = FLAG_REQUESTED;
+    if (flags.GetSize() > 0) flags[0] = kFlagRequested;
     for (int i = 1; i <= n && i < flags.GetSize(); ++i) flags[i] = pChannels[i - 1];
 }
 
@@ -49,9 +49,9 @@ IDeviceCtrl* CreateDeviceCtrl(const char* szDevName, IDevRtdbCtrl* pRtdb)
 
 int DestroyDeviceCtrl(IDeviceCtrl* p)
 {
-    if (p == nullptr) return STATUS_DESTROY_NULL;
+    if (p == nullptr) return kStatusDestroyNull;
     delete p;
-    return STATUS_OK;
+    return kStatusOk;
 }
 
 CDevCtrl::CDevCtrl(const char* szDevName, IDevRtdbCtrl* pRtdb) : m_pRtdb(pRtdb)
@@ -71,38 +71,38 @@ int CDevCtrl::InitDevice(const unsigned char* pData, int nLen)
         m_data.pArchive = nullptr;
         delete archive;
     };
-    return guarded(STATUS_FAILED, [&] {
+    return guarded(kStatusFailed, [&] {
         const std::unique_ptr<COwnerArchive, decltype(dropArchive)> archive(
             new (std::nothrow) COwnerArchive(ARCHIVE_STORING), dropArchive);
         m_data.pArchive = archive.get();
         // On purpose: a device without memory for its archive still starts.
-        if (!archive) return STATUS_OK;
+        if (!archive) return kStatusOk;
         // In this order: rewound before the switch, the archive keeps the zeros behind a short
         // blob.
         archive->SvrWrite(pData, nLen);
         archive->SvrSeekToBegin();
         archive->SvrChangeMode(ARCHIVE_LOADING);
-        return orva_device::SvrInitDevRun(m_data) == 0 ? STATUS_OK : STATUS_FAILED;
+        return orva_device::SvrInitDevRun(m_data) == 0 ? kStatusOk : kStatusFailed;
     });
 }
 
 int CDevCtrl::CleanupDevice()
 {
-    return guarded(STATUS_OK, [&] {
+    return guarded(kStatusOk, [&] {
         orva_device::SvrExitDevRun(m_data);
         delete m_data.pArchive;
         m_data.pArchive = nullptr;
-        return STATUS_OK;
+        return kStatusOk;
     });
 }
 
 int CDevCtrl::CollectDevData(const int* pChannels, int nCount)
 {
-    return guarded(STATUS_FAILED, [&] {
-        if (nCount == 0 || pChannels == nullptr) return STATUS_OK;
+    return guarded(kStatusFailed, [&] {
+        if (nCount == 0 || pChannels == nullptr) return kStatusOk;
         announceDevice();
         _InitValueArray(nCount);
-        if (m_pRtdb == nullptr) return STATUS_COLLECT_NO_RTDB;
+        if (m_pRtdb == nullptr) return kStatusCollectNoRtdb;
         setFlags(pChannels, nCount, m_arrFlags);
         orva_device::SvrCollectDevData(m_data, m_arrFlags, m_arrValues, m_arrStrings);
         // Taken before the host is called, which may run a command of its own meanwhile.
@@ -114,8 +114,8 @@ int CDevCtrl::CollectDevData(const int* pChannels, int nCount)
 
 int CDevCtrl::DevIOCtrl(const char* szCmd)
 {
-    return guarded(STATUS_FAILED, [&] {
-        if (szCmd == nullptr) return STATUS_FAILED;
+    return guarded(kStatusFailed, [&] {
+        if (szCmd == nullptr) return kStatusFailed;
         announceDevice();
         CString command(szCmd);
         return runCommand(command);
@@ -124,8 +124,8 @@ int CDevCtrl::DevIOCtrl(const char* szCmd)
 
 int CDevCtrl::WriteChannel(int nChannel, DATATYPE type, void* pValue)
 {
-    return guarded(STATUS_FAILED, [&] {
-        if (pValue == nullptr || nChannel < 0) return STATUS_FAILED;
+    return guarded(kStatusFailed, [&] {
+        if (pValue == nullptr || nChannel < 0) return kStatusFailed;
         announceDevice();
         // Wraps for the largest index instead of overflowing.
         const int channel = static_cast<int>(static_cast<unsigned int>(nChannel) + 1u);
@@ -144,23 +144,23 @@ int CDevCtrl::WriteChannel(int nChannel, DATATYPE type, void* pValue)
 
 int CDevCtrl::UpdataCommunication(ICommunication* pComm)
 {
-    return guarded(STATUS_FAILED, [&] {
-        if (pComm == nullptr) return STATUS_FAILED;
+    return guarded(kStatusFailed, [&] {
+        if (pComm == nullptr) return kStatusFailed;
         m_data.pCommunication = pComm;
         const int mode = pComm->GetCommMode();
-        if (mode != 1 && mode != 2) return STATUS_FAILED;
+        if (mode != 1 && mode != 2) return kStatusFailed;
         // On purpose: mode 1 of the communication object is stored as 2 and 2 as 1.
         m_data.nCommMode = mode == 1 ? 2 : 1;
-        return STATUS_OK;
+        return kStatusOk;
     });
 }
 
 int CDevCtrl::ChannelRefChange(const int* pChannels, int nCount)
 {
-    return guarded(STATUS_FAILED, [&] {
-        if (pChannels == nullptr || nCount == 0) return STATUS_FAILED;
+    return guarded(kStatusFailed, [&] {
+        if (pChannels == nullptr || nCount == 0) return kStatusFailed;
         _InitValueArray(nCount);
-        return STATUS_OK;
+        return kStatusOk;
     });
 }
 
@@ -181,7 +181,7 @@ int CDevCtrl::_InitValueArray(int n)
 int CDevCtrl::_SetValueToRtdb(CArray<int, int>& flags, CArray<double, double>& values,
                               CStringArray& strings)
 {
-    if (m_pRtdb == nullptr) return STATUS_NO_RTDB;
+    if (m_pRtdb == nullptr) return kStatusNoRtdb;
     // The host may come back into this object from any call: sizes are read anew
     // and a value is copied before it is handed over.
     for (int i = 1; i < flags.GetSize(); ++i) {
@@ -197,17 +197,17 @@ int CDevCtrl::_SetValueToRtdb(CArray<int, int>& flags, CArray<double, double>& v
             m_pRtdb->SetChannelString(i - 1, text);
         }
     }
-    return STATUS_OK;
+    return kStatusOk;
 }
 
 int CDevCtrl::_InitCollectData(const int* pChannels, int n, CArray<int, int>& flags,
                                CArray<double, double>&, CStringArray&)
 {
-    if (m_pRtdb == nullptr || n == 0 || pChannels == nullptr) return STATUS_NO_RTDB;
+    if (m_pRtdb == nullptr || n == 0 || pChannels == nullptr) return kStatusNoRtdb;
     if (n > kMaxChannels) throw std::bad_alloc();
     if (flags.GetSize() < n + 1) flags.SetSize(n + 1);
     setFlags(pChannels, n, flags);
-    return STATUS_OK;
+    return kStatusOk;
 }
 
 void CDevCtrl::announceDevice()
@@ -228,15 +228,15 @@ int CDevCtrl::result() const { return m_arrValues.IsEmpty() ? 0 : truncToInt(m_a
 
 int CDevCtrl::GetParamType_Fun(ORVA_DATA& data, CString name, DATATYPE& type)
 {
-    if (name.IsEmpty()) return STATUS_FAILED;
-    if (data.pRtdb == nullptr) return STATUS_NO_RTDB;
+    if (name.IsEmpty()) return kStatusFailed;
+    if (data.pRtdb == nullptr) return kStatusNoRtdb;
     return data.pRtdb->GetParamType(name, type);
 }
 
 int CDevCtrl::GetParamValue_Fun(ORVA_DATA& data, CString name, DATATYPE type, void* pValue)
 {
-    if (pValue == nullptr || name.IsEmpty()) return STATUS_FAILED;
-    if (data.pRtdb == nullptr) return STATUS_NO_RTDB;
+    if (pValue == nullptr || name.IsEmpty()) return kStatusFailed;
+    if (data.pRtdb == nullptr) return kStatusNoRtdb;
     if (type == DATATYPE_INT) return data.pRtdb->GetParamInt(name, static_cast<int*>(pValue));
     if (type == DATATYPE_DOUBLE) {
         return data.pRtdb->GetParamDouble(name, static_cast<double*>(pValue));
@@ -248,13 +248,13 @@ int CDevCtrl::GetParamValue_Fun(ORVA_DATA& data, CString name, DATATYPE type, vo
         *static_cast<CString*>(pValue) = text.c_str();
         return status;
     }
-    return STATUS_FAILED;
+    return kStatusFailed;
 }
 
 int CDevCtrl::SetParamValue_Fun(ORVA_DATA& data, CString name, DATATYPE type, void* pValue)
 {
-    if (pValue == nullptr || name.IsEmpty()) return STATUS_FAILED;
-    if (data.pRtdb == nullptr) return STATUS_NO_RTDB;
+    if (pValue == nullptr || name.IsEmpty()) return kStatusFailed;
+    if (data.pRtdb == nullptr) return kStatusNoRtdb;
     if (type == DATATYPE_INT) return data.pRtdb->SetParamInt(name, *static_cast<int*>(pValue));
     if (type == DATATYPE_DOUBLE) {
         return data.pRtdb->SetParamDouble(name, *static_cast<double*>(pValue));
@@ -263,5 +263,5 @@ int CDevCtrl::SetParamValue_Fun(ORVA_DATA& data, CString name, DATATYPE type, vo
         const std::string text(*static_cast<CString*>(pValue));
         return data.pRtdb->SetParamString(name, text);
     }
-    return STATUS_FAILED;
+    return kStatusFailed;
 }

@@ -17,7 +17,7 @@ ORVA_EXPORT int DestroyDeviceCtrl(IDeviceCtrl* p);
 
 // The driver object: hands every call of the host to the run glue and copies
 // the results into the host's database. Host calls may come back into the object.
-// Whatever is raised below an operation ends there: STATUS_FAILED, nothing
+// Whatever is raised below an operation ends there: kStatusFailed, nothing
 // published. Only the forced unwind of a cancelled thread passes.
 class CDevCtrl : public virtual IDeviceCtrl
 {

@@ -17,36 +17,36 @@ struct CodeName {
 };
 
 constexpr CodeName kCollectCodes[] = {
-    {RESULT_OK, "VPN connected"},
-    {RESULT_NO_SERVICE, "no VPN service, or a call to it failed"},
-    {RESULT_VPN_IDLE, "VPN enabled, not connected"},
-    {RESULT_VPN_CONNECTING, "VPN connecting"},
-    {RESULT_VPN_DISABLED, "VPN disabled"},
-    {RESULT_VPN_OTHER, "VPN fault or unknown status"},
-    {STATUS_COLLECT_NO_RTDB, "no real-time database"},
+    {kResultOk, "VPN connected"},
+    {kResultNoService, "no VPN service, or a call to it failed"},
+    {kResultVpnIdle, "VPN enabled, not connected"},
+    {kResultVpnConnecting, "VPN connecting"},
+    {kResultVpnDisabled, "VPN disabled"},
+    {kResultVpnOther, "VPN fault or unknown status"},
+    {kStatusCollectNoRtdb, "no real-time database"},
 };
 constexpr CodeName kCommandCodes[] = {
-    {RESULT_OK, "done"},
-    {RESULT_NO_SERVICE, "no VPN service, or a call to it failed"},
-    {RESULT_REFUSED, "refused"},
-    {RESULT_BAD_COMMAND, "bad command, bad argument or refused value"},
-    {RESULT_NOT_NOW, "valid, but not possible now"},
-    {RESULT_MALFORMED_WRITE, "malformed channel write"},
+    {kResultOk, "done"},
+    {kResultNoService, "no VPN service, or a call to it failed"},
+    {kResultRefused, "refused"},
+    {kResultBadCommand, "bad command, bad argument or refused value"},
+    {kResultNotNow, "valid, but not possible now"},
+    {kResultMalformedWrite, "malformed channel write"},
 };
 constexpr CodeName kWriteCodes[] = {
-    {RESULT_OK, "written"},
-    {RESULT_NO_SERVICE, "no VPN service, or a call to it failed"},
-    {RESULT_REFUSED, "channel is read-only"},
-    {RESULT_BAD_COMMAND, "value refused"},
-    {RESULT_MALFORMED_WRITE, "malformed channel write"},
+    {kResultOk, "written"},
+    {kResultNoService, "no VPN service, or a call to it failed"},
+    {kResultRefused, "channel is read-only"},
+    {kResultBadCommand, "value refused"},
+    {kResultMalformedWrite, "malformed channel write"},
 };
 constexpr CodeName kInitCodes[] = {
-    {STATUS_OK, "configuration accepted"},
-    {STATUS_FAILED, "configuration refused"},
+    {kStatusOk, "configuration accepted"},
+    {kStatusFailed, "configuration refused"},
 };
 constexpr CodeName kHostCodes[] = {
-    {STATUS_FAILED, "bad argument or failure inside the driver"},
-    {STATUS_NO_RTDB, "no real-time database"},
+    {kStatusFailed, "bad argument or failure inside the driver"},
+    {kStatusNoRtdb, "no real-time database"},
 };
 
 template <std::size_t N>

@@ -99,7 +99,7 @@ bool DeviceRunner::isDue(Scheduled& scheduled, Clock::time_point now) const
 
 void DeviceRunner::carryOut(DeviceSession& session, const ProjectAction& action)
 {
-    int code = RESULT_OK;
+    int code = kResultOk;
     if (const auto* command = std::get_if<CommandAction>(&action.what)) {
         CallResult result = session.command(command->text);
         code = result.code;
@@ -114,7 +114,7 @@ void DeviceRunner::carryOut(DeviceSession& session, const ProjectAction& action)
             m_view.set(m_device.name, set->variable);
         }
     }
-    if (code != RESULT_OK) m_allWell = false;
+    if (code != kResultOk) m_allWell = false;
 }
 
 DeviceRunner::Clock::time_point DeviceRunner::nextWake(Clock::time_point now) const

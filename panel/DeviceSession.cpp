@@ -34,7 +34,7 @@ DeviceSession::~DeviceSession()
 int DeviceSession::init(const std::vector<unsigned char>& blob)
 {
     const int status = m_device->UpdataCommunication(&m_communication);
-    if (status != STATUS_OK) return status;
+    if (status != kStatusOk) return status;
     const unsigned char nothing = 0;  // no driver gets a null pointer from us
     return m_device->InitDevice(blob.empty() ? &nothing : blob.data(),
                                 static_cast<int>(blob.size()));

@@ -43,7 +43,7 @@ std::vector<unsigned char> DriverOptions::configBlob() const
 bool initOrComplain(DeviceSession& session, const std::vector<unsigned char>& blob)
 {
     const int status = session.init(blob);
-    if (status == STATUS_OK) return true;
+    if (status == kStatusOk) return true;
     complain("the driver refused to start the device: " + codeWithMeaning(CodeOf::kInit, status));
     return false;
 }

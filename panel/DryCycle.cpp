@@ -59,7 +59,7 @@ void live(const std::string& path, const Reporter& reporter)
     auto session = std::make_unique<DeviceSession>(library, "check", variables);
     reporter.line(kStep, "InitDevice");
     const int status = session->init(makeConfigBlob(kDefaultMaxChannel));
-    if (status != STATUS_OK) {
+    if (status != kStatusOk) {
         reporter.line(kError, "InitDevice: " + codeWithMeaning(CodeOf::kInit, status));
         return;
     }

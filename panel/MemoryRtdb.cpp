@@ -16,12 +16,12 @@ namespace
 template <class T>
 int readParam(const VariableStore& variables, const char* name, T* target)
 {
-    if (name == nullptr || target == nullptr) return STATUS_FAILED;
+    if (name == nullptr || target == nullptr) return kStatusFailed;
     const std::optional<Value> value = variables.get(name);
     const T* typed = value ? std::get_if<T>(&*value) : nullptr;
-    if (typed == nullptr) return STATUS_FAILED;
+    if (typed == nullptr) return kStatusFailed;
     *target = *typed;
-    return STATUS_OK;
+    return kStatusOk;
 }
 
 const ChannelInfo* channelAt(int index)
@@ -34,9 +34,9 @@ const ChannelInfo* channelAt(int index)
 int MemoryRtdb::GetParamType(const char* szName, DATATYPE& type)
 {
     const std::optional<Value> value = szName ? m_variables.get(szName) : std::nullopt;
-    if (!value) return STATUS_FAILED;
+    if (!value) return kStatusFailed;
     type = typeOf(*value);
-    return STATUS_OK;
+    return kStatusOk;
 }
 
 int MemoryRtdb::GetParamInt(const char* szName, int* pValue)
@@ -69,9 +69,9 @@ int MemoryRtdb::SetParamString(const char* szName, const std::string& value)
 int MemoryRtdb::GetChannelType(int nChannel, DATATYPE* pType)
 {
     const ChannelInfo* channel = channelAt(nChannel);
-    if (channel == nullptr || pType == nullptr) return STATUS_FAILED;
+    if (channel == nullptr || pType == nullptr) return kStatusFailed;
     *pType = channel->type;
-    return STATUS_OK;
+    return kStatusOk;
 }
 
 int MemoryRtdb::SetChannelInt(int nChannel, int nValue) { return setChannel(nChannel, nValue); }
@@ -92,7 +92,7 @@ std::vector<NamedValue> MemoryRtdb::takeWritten() { return std::exchange(m_writt
 
 int MemoryRtdb::setParam(const char* name, Value value)
 {
-    if (name == nullptr || !m_variables.set(name, value)) return STATUS_FAILED;
+    if (name == nullptr || !m_variables.set(name, value)) return kStatusFailed;
     const auto known = std::find_if(m_written.begin(), m_written.end(),
                                     [name](const NamedValue& one) { return one.name == name; });
     if (known != m_written.end()) {
@@ -100,15 +100,15 @@ int MemoryRtdb::setParam(const char* name, Value value)
     } else {
         m_written.push_back({name, std::move(value)});
     }
-    return STATUS_OK;
+    return kStatusOk;
 }
 
 int MemoryRtdb::setChannel(int index, Value value)
 {
     const ChannelInfo* channel = channelAt(index);
-    if (channel == nullptr || channel->type != typeOf(value)) return STATUS_FAILED;
+    if (channel == nullptr || channel->type != typeOf(value)) return kStatusFailed;
     m_published[channel->number] = std::move(value);
-    return STATUS_OK;
+    return kStatusOk;
 }
 
 }  // namespace panel

@@ -13,7 +13,7 @@ namespace panel
 // One device's view of the real-time database, in memory: the ten channels are
 // its own, the variables are shared and locked by their store. Used by the
 // device's thread only. Remembers what the driver has written until it is taken.
-// Every operation answers 0 when done and STATUS_FAILED for an unknown name or
+// Every operation answers 0 when done and kStatusFailed for an unknown name or
 // channel, another type or a null pointer; nothing is touched then.
 class MemoryRtdb final : public IDevRtdbCtrl
 {

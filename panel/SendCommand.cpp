@@ -59,7 +59,7 @@ int send(const SendOptions& options)
                          ? commandJson(shown, result)
                          : callText(displayText(std::string_view(shown)),
                                     codeWithMeaning(CodeOf::kCommand, result.code), result));
-        if (result.code != RESULT_OK) exitCode = kExitDriverCode;
+        if (result.code != kResultOk) exitCode = kExitDriverCode;
     }
     return exitCode;
 }

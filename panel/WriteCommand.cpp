@@ -43,7 +43,7 @@ int write(const WriteOptions& options)
         output.write(callText(writeText(options.channel, value, options.driver.showSecrets),
                               codeWithMeaning(CodeOf::kWrite, result.code), result));
     }
-    return result.code == RESULT_OK ? kExitDone : kExitDriverCode;
+    return result.code == kResultOk ? kExitDone : kExitDriverCode;
 }
 
 }  // namespace

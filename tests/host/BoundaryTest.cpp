@@ -18,7 +18,7 @@ TEST_F(BoundaryTest, WhatACollectionRaisesBecomesAFailureAndNothingIsPublished)
     for (const auto& fault :
          {scripted::raiseBlockError, scripted::raiseOther, scripted::raiseNumber}) {
         service().fails("getProductSn", fault);
-        EXPECT_EQ(collectAll(), STATUS_FAILED);
+        EXPECT_EQ(collectAll(), kStatusFailed);
         EXPECT_TRUE(host().published.empty());
     }
     service().answersAll();
@@ -31,22 +31,22 @@ TEST_F(BoundaryTest, WhatACommandRaisesBecomesAFailure)
     for (const auto& fault :
          {scripted::raiseBlockError, scripted::raiseOther, scripted::raiseNumber}) {
         service().fails("stopVPN", fault);
-        EXPECT_EQ(m_device.DevIOCtrl("STOPVPN(r)"), STATUS_FAILED);
+        EXPECT_EQ(m_device.DevIOCtrl("STOPVPN(r)"), kStatusFailed);
     }
 }
 
 TEST_F(BoundaryTest, WhatTheHostItselfRaisesStaysInside)
 {
     m_communication.hook = scripted::raiseOther;
-    EXPECT_EQ(m_device.UpdataCommunication(&m_communication), STATUS_FAILED);
+    EXPECT_EQ(m_device.UpdataCommunication(&m_communication), kStatusFailed);
     int value = 1;
-    EXPECT_EQ(collectAll(), STATUS_FAILED);
-    EXPECT_EQ(m_device.DevIOCtrl("REFRESH()"), STATUS_FAILED);
-    EXPECT_EQ(m_device.WriteChannel(0, DATATYPE_INT, &value), STATUS_FAILED);
+    EXPECT_EQ(collectAll(), kStatusFailed);
+    EXPECT_EQ(m_device.DevIOCtrl("REFRESH()"), kStatusFailed);
+    EXPECT_EQ(m_device.WriteChannel(0, DATATYPE_INT, &value), kStatusFailed);
     m_communication.hook = nullptr;
 
     host().hook = scripted::raiseNumber;
-    EXPECT_EQ(collectAll(), STATUS_FAILED);
+    EXPECT_EQ(collectAll(), kStatusFailed);
 }
 
 TEST_F(BoundaryTest, CleanupAnswersZeroWhateverHappens)

@@ -90,8 +90,8 @@ TEST_F(CollectDevDataTest, NegativeCountOnAFreshObjectCollectsNothing)
 TEST_F(CollectDevDataTest, HugeCountIsAFailureThatReadsNoFlag)
 {
     const int wanted = 1;
-    EXPECT_EQ(m_device.CollectDevData(&wanted, 2147483647), STATUS_FAILED);
-    EXPECT_EQ(m_device.CollectDevData(&wanted, 1000001), STATUS_FAILED);
+    EXPECT_EQ(m_device.CollectDevData(&wanted, 2147483647), kStatusFailed);
+    EXPECT_EQ(m_device.CollectDevData(&wanted, 1000001), kStatusFailed);
     EXPECT_TRUE(host().published.empty());
 }
 
@@ -149,7 +149,7 @@ TEST_F(CollectDevDataTest, PublishingNeedsADatabaseAndAChannel)
     flags[0] = 3;
     EXPECT_EQ(m_device._SetValueToRtdb(flags, values, strings), 0);
     m_device.m_pRtdb = nullptr;
-    EXPECT_EQ(m_device._SetValueToRtdb(flags, values, strings), STATUS_NO_RTDB);
+    EXPECT_EQ(m_device._SetValueToRtdb(flags, values, strings), kStatusNoRtdb);
     m_device.m_pRtdb = &m_host;
 }
 

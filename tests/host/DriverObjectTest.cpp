@@ -118,20 +118,20 @@ TEST_F(DriverObjectTest, HugeCountIsAnAllocationFailureThatChangesNothing)
 TEST_F(DriverObjectTest, ChannelRefChangeSizesTheArraysAndStoresNothing)
 {
     const int channels[] = {9, 9, 9};
-    EXPECT_EQ(m_device.ChannelRefChange(nullptr, 3), STATUS_FAILED);
-    EXPECT_EQ(m_device.ChannelRefChange(channels, 0), STATUS_FAILED);
+    EXPECT_EQ(m_device.ChannelRefChange(nullptr, 3), kStatusFailed);
+    EXPECT_EQ(m_device.ChannelRefChange(channels, 0), kStatusFailed);
     EXPECT_EQ(sizes(), (std::vector<int>{0, 0, 0}));
     EXPECT_EQ(m_device.ChannelRefChange(channels, 3), 0);
     EXPECT_EQ(sizes(), (std::vector<int>{4, 4, 4}));
     EXPECT_EQ(m_device.m_arrFlags[1], 0);
     EXPECT_EQ(m_device.ChannelRefChange(channels, -2), 0);
     EXPECT_EQ(sizes(), (std::vector<int>{4, 4, 4}));
-    EXPECT_EQ(m_device.ChannelRefChange(channels, INT_MAX), STATUS_FAILED);
+    EXPECT_EQ(m_device.ChannelRefChange(channels, INT_MAX), kStatusFailed);
 }
 
 TEST_F(DriverObjectTest, CommunicationModesAreSwapped)
 {
-    EXPECT_EQ(m_device.UpdataCommunication(nullptr), STATUS_FAILED);
+    EXPECT_EQ(m_device.UpdataCommunication(nullptr), kStatusFailed);
     EXPECT_EQ(m_device.UpdataCommunication(&m_communication), 0);
     EXPECT_EQ(m_device.m_data.nCommMode, 2);
     m_communication.mode = 2;
@@ -145,7 +145,7 @@ TEST_F(DriverObjectTest, UnknownCommunicationModeKeepsTheModeButTakesTheObject)
     for (const int mode : {0, 3, -1}) {
         scripted::FakeCommunication other;
         other.mode = mode;
-        EXPECT_EQ(m_device.UpdataCommunication(&other), STATUS_FAILED);
+        EXPECT_EQ(m_device.UpdataCommunication(&other), kStatusFailed);
         EXPECT_EQ(m_device.m_data.nCommMode, 2);
         EXPECT_EQ(m_device.m_data.pCommunication, &other);
     }
@@ -191,7 +191,7 @@ TEST_F(DriverObjectTest, CommandReturnsTheCodeAndPublishesNothing)
 {
     init();
     service().acknowledges("checkCommState");
-    EXPECT_EQ(m_device.DevIOCtrl(nullptr), STATUS_FAILED);
+    EXPECT_EQ(m_device.DevIOCtrl(nullptr), kStatusFailed);
     EXPECT_EQ(m_device.DevIOCtrl("REFRESH"), 5);
     EXPECT_EQ(m_device.DevIOCtrl("REFRESH()"), 0);
     EXPECT_EQ(m_device.m_arrValues[0], 0.0);
@@ -216,10 +216,10 @@ TEST_F(DriverObjectTest, InitCollectDataWritesTheFlagsItself)
     CArray<int, int> flags;
     CArray<double, double> values;
     CStringArray strings;
-    EXPECT_EQ(m_device._InitCollectData(nullptr, 3, flags, values, strings), STATUS_NO_RTDB);
-    EXPECT_EQ(m_device._InitCollectData(channels, 0, flags, values, strings), STATUS_NO_RTDB);
+    EXPECT_EQ(m_device._InitCollectData(nullptr, 3, flags, values, strings), kStatusNoRtdb);
+    EXPECT_EQ(m_device._InitCollectData(channels, 0, flags, values, strings), kStatusNoRtdb);
     m_device.m_pRtdb = nullptr;
-    EXPECT_EQ(m_device._InitCollectData(channels, 3, flags, values, strings), STATUS_NO_RTDB);
+    EXPECT_EQ(m_device._InitCollectData(channels, 3, flags, values, strings), kStatusNoRtdb);
     EXPECT_EQ(flags.GetSize(), 0);
     m_device.m_pRtdb = &m_host;
 

@@ -55,7 +55,7 @@ TEST_F(InitDeviceTest, GoodConfigurationSetsTheHighestChannelAndLeavesNoArchive)
 
 TEST_F(InitDeviceTest, OtherVersionFailsOnceAndLeavesNoArchive)
 {
-    EXPECT_EQ(initWith({0x24, 0x4E, 0, 0, 0, 0, 10, 0, 0, 0}), STATUS_FAILED);
+    EXPECT_EQ(initWith({0x24, 0x4E, 0, 0, 0, 0, 10, 0, 0, 0}), kStatusFailed);
     EXPECT_EQ(m_device.m_data.pArchive, nullptr);
     ASSERT_NE(m_device.m_data.pDevData, nullptr);
     EXPECT_EQ(m_device.m_data.pDevData->nMaxChannel, 6);
@@ -102,7 +102,7 @@ TEST_F(InitDeviceTest, ShortBlobReadsTheZerosBehindIt)
     EXPECT_EQ(initWith({0x23, 0x4E, 0, 0, 0, 0, 10}), 0);
     EXPECT_EQ(m_device.m_data.pDevData->nMaxChannel, 10);
     m_device.CleanupDevice();
-    EXPECT_EQ(initWith({0x23}), STATUS_FAILED) << "version 0x0023";
+    EXPECT_EQ(initWith({0x23}), kStatusFailed) << "version 0x0023";
 }
 
 TEST_F(InitDeviceTest, ArchiveThatCanNotBeAllocatedIsNoFailure)
@@ -130,7 +130,7 @@ TEST_F(InitDeviceTest, MemoryThatRunsOutIsAFailureThatLeavesNoArchive)
 {
     const std::vector<unsigned char> blob{0x23, 0x4E, 0, 0, 0, 0, 10, 0, 0, 0};
     failThrowing = 0;
-    EXPECT_EQ(initWith(blob), STATUS_FAILED);
+    EXPECT_EQ(initWith(blob), kStatusFailed);
     EXPECT_EQ(failThrowing, -1);
     EXPECT_EQ(m_device.m_data.pArchive, nullptr);
     EXPECT_EQ(initWith(blob), 0);
@@ -144,7 +144,7 @@ TEST_F(InitDeviceTest, ArraysThatWereNotAllSizedAreSizedByTheNextCollection)
     for (int array = 0; array < 3; ++array) {
         OpenDevCtrl device("VPN_1", &m_host);
         failThrowing = array;
-        EXPECT_EQ(device.ChannelRefChange(wanted, 3), STATUS_FAILED);
+        EXPECT_EQ(device.ChannelRefChange(wanted, 3), kStatusFailed);
         EXPECT_EQ(device.m_nChannelCount, -1) << array;
         failThrowing = -1;
         EXPECT_EQ(device.ChannelRefChange(wanted, 3), 0);

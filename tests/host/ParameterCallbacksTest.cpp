@@ -16,8 +16,8 @@ protected:
 TEST_F(ParameterCallbacksTest, TypeQueryChecksNameThenDatabase)
 {
     DATATYPE type = static_cast<DATATYPE>(-2);
-    EXPECT_EQ(CDevCtrl::GetParamType_Fun(m_without, "", type), STATUS_FAILED);
-    EXPECT_EQ(CDevCtrl::GetParamType_Fun(m_without, "i", type), STATUS_NO_RTDB);
+    EXPECT_EQ(CDevCtrl::GetParamType_Fun(m_without, "", type), kStatusFailed);
+    EXPECT_EQ(CDevCtrl::GetParamType_Fun(m_without, "i", type), kStatusNoRtdb);
     EXPECT_EQ(type, -2);
     EXPECT_EQ(CDevCtrl::GetParamType_Fun(data(), "d", type), 0);
     EXPECT_EQ(type, DATATYPE_DOUBLE);
@@ -27,12 +27,12 @@ TEST_F(ParameterCallbacksTest, TypeQueryChecksNameThenDatabase)
 TEST_F(ParameterCallbacksTest, ReadingChecksArgumentsThenDatabase)
 {
     int value = 3;
-    EXPECT_EQ(CDevCtrl::GetParamValue_Fun(data(), "i", DATATYPE_INT, nullptr), STATUS_FAILED);
-    EXPECT_EQ(CDevCtrl::GetParamValue_Fun(data(), "", DATATYPE_INT, &value), STATUS_FAILED);
-    EXPECT_EQ(CDevCtrl::GetParamValue_Fun(m_without, "i", DATATYPE_INT, &value), STATUS_NO_RTDB);
+    EXPECT_EQ(CDevCtrl::GetParamValue_Fun(data(), "i", DATATYPE_INT, nullptr), kStatusFailed);
+    EXPECT_EQ(CDevCtrl::GetParamValue_Fun(data(), "", DATATYPE_INT, &value), kStatusFailed);
+    EXPECT_EQ(CDevCtrl::GetParamValue_Fun(m_without, "i", DATATYPE_INT, &value), kStatusNoRtdb);
     for (const int type : {0, 4, -2}) {
         EXPECT_EQ(CDevCtrl::GetParamValue_Fun(data(), "i", static_cast<DATATYPE>(type), &value),
-                  STATUS_FAILED);
+                  kStatusFailed);
     }
     EXPECT_EQ(value, 3);
 }
@@ -79,12 +79,12 @@ TEST_F(ParameterCallbacksTest, HostsStatusComesBackUnchanged)
 TEST_F(ParameterCallbacksTest, WritingChecksArgumentsThenDatabase)
 {
     int value = 3;
-    EXPECT_EQ(CDevCtrl::SetParamValue_Fun(data(), "i", DATATYPE_INT, nullptr), STATUS_FAILED);
-    EXPECT_EQ(CDevCtrl::SetParamValue_Fun(data(), "", DATATYPE_INT, &value), STATUS_FAILED);
-    EXPECT_EQ(CDevCtrl::SetParamValue_Fun(m_without, "i", DATATYPE_INT, &value), STATUS_NO_RTDB);
+    EXPECT_EQ(CDevCtrl::SetParamValue_Fun(data(), "i", DATATYPE_INT, nullptr), kStatusFailed);
+    EXPECT_EQ(CDevCtrl::SetParamValue_Fun(data(), "", DATATYPE_INT, &value), kStatusFailed);
+    EXPECT_EQ(CDevCtrl::SetParamValue_Fun(m_without, "i", DATATYPE_INT, &value), kStatusNoRtdb);
     for (const int type : {0, 4, -2}) {
         EXPECT_EQ(CDevCtrl::SetParamValue_Fun(data(), "i", static_cast<DATATYPE>(type), &value),
-                  STATUS_FAILED);
+                  kStatusFailed);
     }
     EXPECT_EQ(host().writeCalls, 0);
 }

@@ -43,7 +43,7 @@ TEST_F(SlotOrderTest, DeviceOperationsStandInTheHostsOrder)
     EXPECT_EQ(callSlot<Communication>(device(), 5, static_cast<ICommunication*>(&m_communication)),
               0);
     EXPECT_EQ(m_device.m_data.nCommMode, 2);
-    EXPECT_EQ(callSlot<Collect>(device(), 6, &wanted[0], 0), STATUS_FAILED);
+    EXPECT_EQ(callSlot<Collect>(device(), 6, &wanted[0], 0), kStatusFailed);
     EXPECT_EQ(callSlot<Cleanup>(device(), 1), 0);
     EXPECT_EQ(m_device.m_data.pDevData, nullptr);
 }

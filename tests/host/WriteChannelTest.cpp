@@ -29,8 +29,8 @@ protected:
 TEST_F(WriteChannelTest, BadArgumentsAreRefused)
 {
     int value = 1;
-    EXPECT_EQ(m_device.WriteChannel(0, DATATYPE_INT, nullptr), STATUS_FAILED);
-    EXPECT_EQ(m_device.WriteChannel(-1, DATATYPE_INT, &value), STATUS_FAILED);
+    EXPECT_EQ(m_device.WriteChannel(0, DATATYPE_INT, nullptr), kStatusFailed);
+    EXPECT_EQ(m_device.WriteChannel(-1, DATATYPE_INT, &value), kStatusFailed);
 }
 
 TEST_F(WriteChannelTest, TextReachesTheChannelWithTheNextNumber)

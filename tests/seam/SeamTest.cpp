@@ -29,7 +29,7 @@ protected:
         m_host.declareChannels();
         m_device = create("VPN_1", &m_host);
         const unsigned char blob[] = {0x23, 0x4E, 0, 0, 0, 0, 10, 0, 0, 0};
-        if (m_device->InitDevice(blob, sizeof blob) != STATUS_OK) {
+        if (m_device->InitDevice(blob, sizeof blob) != kStatusOk) {
             throw std::runtime_error("InitDevice");
         }
     }
@@ -72,7 +72,7 @@ private:
 
 TEST_F(SeamTest, ACyclePublishesWhatTheOtherPlatformsServiceSays)
 {
-    EXPECT_EQ(collect(), RESULT_OK);
+    EXPECT_EQ(collect(), kResultOk);
     const Published expected = {{0, "vpn.example.com"},
                                 {1, 1194},
                                 {2, "10.8.0.7"},
@@ -90,35 +90,35 @@ TEST_F(SeamTest, CommandsCarryTheirArgumentsAndBringTheAnswerBack)
 {
     m_host.variables["a"] = std::string("10.0.0.1");
     m_host.variables["p"] = 1194;
-    EXPECT_EQ(run(" startvpn ( a , p , r ) "), (std::pair{RESULT_OK, 0}));
+    EXPECT_EQ(run(" startvpn ( a , p , r ) "), (std::pair{kResultOk, 0}));
     m_host.variables["a"] = std::string("10.0.0.2");
-    EXPECT_EQ(run("STARTVPN(a,p,r)"), (std::pair{RESULT_NOT_NOW, 2}));
-    EXPECT_EQ(run("GetVPNPasswd(a,r)"), (std::pair{RESULT_OK, 0}));
+    EXPECT_EQ(run("STARTVPN(a,p,r)"), (std::pair{kResultNotNow, 2}));
+    EXPECT_EQ(run("GetVPNPasswd(a,r)"), (std::pair{kResultOk, 0}));
     EXPECT_EQ(m_host.variables["a"], scripted::FakeRtdb::Value("abc123"));
 }
 
 TEST_F(SeamTest, ChannelWritesReachTheService)
 {
-    EXPECT_EQ(writeText(10, "otheroperator"), RESULT_OK);
-    EXPECT_EQ(writeText(10, "lineoperator"), RESULT_BAD_COMMAND);
-    EXPECT_EQ(writeText(1, "10.0.0.1"), RESULT_REFUSED);
+    EXPECT_EQ(writeText(10, "otheroperator"), kResultOk);
+    EXPECT_EQ(writeText(10, "lineoperator"), kResultBadCommand);
+    EXPECT_EQ(writeText(1, "10.0.0.1"), kResultRefused);
 }
 
 TEST_F(SeamTest, AFailureOfTheOtherPlatformPrintsItsTextsAndTheNextCycleIsGood)
 {
     m_host.variables["sn"] = std::string("fail");
     testing::internal::CaptureStdout();
-    EXPECT_EQ(run("SETDEVICESN(sn,r)"), (std::pair{RESULT_NO_SERVICE, -77}));
+    EXPECT_EQ(run("SETDEVICESN(sn,r)"), (std::pair{kResultNoService, -77}));
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "mfDevIOCtrl[293] failed with: answer-told to fail\n");
-    EXPECT_EQ(collect(), RESULT_OK);
+    EXPECT_EQ(collect(), kResultOk);
     EXPECT_EQ(m_host.published.size(), 10U);
 }
 
 TEST_F(SeamTest, AReplyOfTheWrongTypeEndsAsTheDriversOwnFailure)
 {
     testing::internal::CaptureStdout();
-    EXPECT_EQ(run("STOPVPN(r)"), (std::pair{RESULT_NO_SERVICE, -77}));
+    EXPECT_EQ(run("STOPVPN(r)"), (std::pair{kResultNoService, -77}));
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "mfDevIOCtrl[293] failed with: GeneratedUnpack-deserialize failed\n");
 }
