@@ -52,5 +52,5 @@ int main()
     dlclose(library);
 
     std::printf("InitDevice %d, CollectDevData %d\n", initialised, collected);
-    return initialised == STATUS_OK && collected == RESULT_NO_SERVICE ? 0 : 1;
+    return initialised == kStatusOk && collected == kResultNoService ? 0 : 1;
 }
