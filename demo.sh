@@ -46,6 +46,7 @@ driver=build/release/lib/libdevicevpn.so
 
 service_log=$(mktemp)
 service=
+panel=
 interrupted=
 end_service() {
     if [ -n "$service" ]; then
@@ -54,8 +55,12 @@ end_service() {
     fi
     rm -f "$service_log"
 }
+interrupt() {
+    interrupted=yes
+    [ -z "$panel" ] || kill -TERM "$panel" 2>/dev/null || true
+}
 trap end_service EXIT
-trap 'interrupted=yes' INT TERM
+trap interrupt INT TERM
 
 # In a session of its own: Ctrl-C is for the panel; the service ends last.
 setsid "$bin/orva-vpnd" --log-level warn >"$service_log" 2>&1 &
@@ -70,19 +75,41 @@ for ((i = 0; i < 100; i++)); do
     fi
     sleep 0.1
 done
+if ! grep -q '^orva-vpnd .* listening' "$service_log"; then
+    printf 'demo.sh: the VPN service is not listening after 10 s\n' >&2
+    exit 1
+fi
 cat "$service_log"
 
-# run COMMAND... : shows the command, then runs it. Ctrl-C and a non-zero code end the demo.
+# run ARGUMENT... : shows the call of orva-panel, then makes it. Ctrl-C and a
+# non-zero exit code end the demo.
 run() {
+    local code=0
     [ -z "$interrupted" ] || exit 0
-    printf '\n$ %s\n' "$*"
-    "$@" || { [ -n "$interrupted" ] || exit $?; }
-    [ -z "$interrupted" ] || exit 0
+    printf '\n$ %s' "$bin/orva-panel"
+    local word
+    for word in "$@"; do
+        case $word in
+            *[!A-Za-z0-9_./:=@,-]*) printf " '%s'" "$word" ;;
+            *) printf ' %s' "$word" ;;
+        esac
+    done
+    printf '\n'
+    "$bin/orva-panel" "$@" &
+    panel=$!
+    # A signal ends the first wait; the second one waits for the end that it has asked for.
+    wait "$panel" || code=$?
+    if [ -n "$interrupted" ]; then
+        wait "$panel" || true
+        exit 0
+    fi
+    panel=
+    [ "$code" -eq 0 ] || exit "$code"
 }
 
-run "$bin/orva-panel" poll --driver "$driver" "${cycles[@]}"
-run "$bin/orva-panel" send --driver "$driver" --var r=int:0 --var a=string:10.0.0.1 \
-    --var p=int:1194 "STARTVPN(a,p,r)" "SETALIVETIME(15,r)" "GetVPNPasswd(a,r)"
-run "$bin/orva-panel" write --driver "$driver" 10 string lineoperator
+run poll --driver "$driver" "${cycles[@]}"
+run send --driver "$driver" --var r=int:0 --var a=string:10.0.0.1 --var p=int:1194 \
+    "STARTVPN(a,p,r)" "SETALIVETIME(15,r)"
+run write --driver "$driver" 10 string lineoperator
 printf '\nWhat changed on the channels: the server, the heartbeat period and the user name.\n'
-run "$bin/orva-panel" poll --driver "$driver" --cycles 3
+run poll --driver "$driver" --cycles 3
