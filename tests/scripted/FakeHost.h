@@ -100,7 +100,7 @@ private:
     int publish(int channel, const T& value)
     {
         run();
-        published.emplace_back(channel, Value(value));
+        published.emplace_back(channel, value);
         return status;
     }
 };
