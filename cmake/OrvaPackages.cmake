@@ -2,6 +2,7 @@
 # with the library for panels without dpkg. They land in the folder packages/ of the build.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
+include(CheckCXXSourceCompiles)
 
 set(ORVA_MAINTAINER "Orva panel software <maintainers@orva.invalid>" CACHE STRING
     "Who stands in the packages as their maintainer")
@@ -121,6 +122,18 @@ else()
     set(CPACK_ORVA_DEPENDS_FROM_FILES ON)
 endif()
 
+# The library itself does not show its std::string when the C++ library is inside.
+if(ORVA_CXX11_ABI STREQUAL "")
+    check_cxx_source_compiles("#include <string>
+        #if !_GLIBCXX_USE_CXX11_ABI
+        #error
+        #endif
+        int main() {}" ORVA_COMPILER_HAS_NEW_STRING)
+    set(CPACK_ORVA_STRING_ABI "${ORVA_COMPILER_HAS_NEW_STRING}")
+else()
+    set(CPACK_ORVA_STRING_ABI "${ORVA_CXX11_ABI}")
+endif()
+
 # What cpack's own scripts need to know.
 set(CPACK_PROJECT_CONFIG_FILE ${packaging}/source_date.cmake)
 set(CPACK_POST_BUILD_SCRIPTS ${packaging}/same_bytes.cmake ${packaging}/panel_tar.cmake)
@@ -128,6 +141,4 @@ set(CPACK_ORVA_SOURCE_DIR ${PROJECT_SOURCE_DIR})
 set(CPACK_ORVA_DRIVER_DESTINATION ${ORVA_DRIVER_DESTINATION})
 set(CPACK_ORVA_READELF ${CMAKE_READELF})
 set(CPACK_ORVA_COMPILER "${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION}")
-set(CPACK_ORVA_STRING_ABI "${ORVA_CXX11_ABI}")
-set(CPACK_ORVA_STATIC_CXX "${ORVA_STATIC_CXX}")
 include(CPack)

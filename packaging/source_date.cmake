@@ -1,6 +1,6 @@
 # Run by cpack before each generator: the time that all files in the packages get. It is
 # SOURCE_DATE_EPOCH where that is set, else the last commit's, else that of the version.
-set(version_date 1761955200) # 2025-11-01
+set(version_date 1793491200) # 2026-11-01
 
 if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
     set(ENV{SOURCE_DATE_EPOCH} ${version_date})

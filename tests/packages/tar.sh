@@ -2,7 +2,7 @@
 # tar.sh PACKAGES VERSION ARCHITECTURE: the plain tar for panels without dpkg.
 set -u
 . "$(dirname "$(realpath "$0")")/checks.sh"
-packages=$1 name=libdevicevpn-$2-$3
+packages=$(realpath "$1") name=libdevicevpn-$2-$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -25,6 +25,16 @@ for needed in $(readelf -d libdevicevpn.so | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p
 done
 highest=$(readelf -V libdevicevpn.so | grep -o 'Name: GLIBC_[0-9.]*' | sed 's/Name: //' | sort -Vu | tail -n 1)
 grep -qF "$highest" README.txt || fail "the note does not name $highest"
+grep -q "GLIBCXX_[0-9]" README.txt
+names=$?
+readelf -V libdevicevpn.so | grep -q 'Name: GLIBCXX'
+equals "whether the note names the C++ library's version (0: yes)" $? $names
+# What a text of the C++ library is called among the library's symbols.
+expected=
+readelf -W --dyn-syms libdevicevpn.so | grep -q __cxx11 && expected=1
+readelf -W --dyn-syms libdevicevpn.so | grep -qE '_ZNK?Ss' && expected=0
+[ -z "$expected" ] || grep -q "^  std::string .*_GLIBCXX_USE_CXX11_ABI=$expected)" README.txt ||
+    fail "the note does not name the std::string of _GLIBCXX_USE_CXX11_ABI=$expected"
 case $3 in
     amd64) processor="64-bit x86" target=x86-64 ;;
     armhf) processor="32-bit ARM, hard float" target=armv7 ;;
