@@ -1,5 +1,6 @@
 #include "panel/Commands.h"
 #include "panel/ConfigBlob.h"
+#include "panel/DriverOptions.h"
 #include "panel/ExitCodes.h"
 #include "panel/FileBytes.h"
 
@@ -26,10 +27,13 @@ void addBlobCommand(CLI::App& app, int& exitCode)
     const auto options = std::make_shared<BlobOptions>();
     command->add_option("--max-channel", options->maxChannel, "Highest channel to publish")
         ->type_name("K")
+        ->check(wholeNumber(INT32_MIN, INT32_MAX))
         ->required();
     command->add_option("--output", options->output, "The file to write")
         ->type_name("FILE")
+        ->check(notEmpty("the name of a file"))
         ->required();
+    command->footer("Exit codes: 0 done, 2 wrong use or a file that can not be written.");
     command->callback([options, &exitCode] {
         writeFile(options->output, makeConfigBlob(options->maxChannel));
         exitCode = kExitDone;

@@ -7,7 +7,9 @@
 #include "panel/FileBytes.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <cstdio>
+#include <system_error>
 
 namespace panel
 {
@@ -20,10 +22,10 @@ void DriverOptions::addTo(CLI::App& command)
     CLI::Option* highest =
         command.add_option("--max-channel", maxChannel,
                            "Configure the device to publish channels 1 to K, 10 unless given");
-    highest->type_name("K");
+    highest->type_name("K")->check(wholeNumber(INT32_MIN, INT32_MAX));
     CLI::Option* blob =
         command.add_option("--blob", blobFile, "Configure the device with the bytes of FILE");
-    blob->type_name("FILE");
+    blob->type_name("FILE")->check(notEmpty("the name of a file"));
     CLI::Option* none =
         command.add_flag("--no-config", noConfig, "Give the device an empty configuration");
     blob->excludes(highest);
@@ -46,6 +48,27 @@ bool initOrComplain(DeviceSession& session, const std::vector<unsigned char>& bl
     if (status == kStatusOk) return true;
     complain("the driver refused to start the device: " + codeWithMeaning(CodeOf::kInit, status));
     return false;
+}
+
+std::function<std::string(const std::string&)> wholeNumber(std::int64_t least, std::int64_t most)
+{
+    return [least, most](const std::string& text) -> std::string {
+        std::int64_t number = 0;
+        const char* end = text.data() + text.size();
+        const std::from_chars_result result = std::from_chars(text.data(), end, number);
+        if (result.ec == std::errc() && result.ptr == end && number >= least && number <= most) {
+            return {};
+        }
+        return "must be a whole number from " + std::to_string(least) + " to " +
+               std::to_string(most);
+    };
+}
+
+std::function<std::string(const std::string&)> notEmpty(const std::string& whatIsRight)
+{
+    return [whatIsRight](const std::string& text) -> std::string {
+        return text.empty() ? "must be " + whatIsRight : std::string();
+    };
 }
 
 void complain(const std::string& line) { std::fprintf(stderr, "orva-panel: %s\n", line.c_str()); }

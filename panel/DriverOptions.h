@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,12 @@ struct DriverOptions {
 
 // Initialises the device. False, with a line on standard error, when the driver refuses.
 [[nodiscard]] bool initOrComplain(DeviceSession& session, const std::vector<unsigned char>& blob);
+
+// A check for options that take a whole number within the bounds, with a message
+// that says so and does not quote what was given.
+std::function<std::string(const std::string&)> wholeNumber(std::int64_t least, std::int64_t most);
+// The same for options that take any text but an empty one.
+std::function<std::string(const std::string&)> notEmpty(const std::string& whatIsRight);
 
 // A line on standard error, with the program's name in front.
 void complain(const std::string& line);

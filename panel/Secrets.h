@@ -8,13 +8,14 @@
 namespace panel
 {
 
-// The command as it may be shown. In commands that carry a password or a
-// certificate every field that names no variable is masked; the value of a
-// write to the password channel always.
+// The command as it may be shown. Literals show only in commands whose word is
+// known and that carry no secret; in every other one, a misspelt one included,
+// what names no variable is masked, and so is all that stands where no command
+// has anything.
 std::string maskCommand(const std::string& command, const VariableStore& variables);
 
-// Whether the command carries a password or a certificate and names the
-// variable as one of its fields.
+// Whether the command carries or reads a secret, or may be a misspelt one that
+// does, and names the variable.
 bool namesSecret(const std::string& command, const std::string& variable);
 
 // Masks the texts among the written variables of a command that reads the password.

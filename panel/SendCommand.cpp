@@ -22,6 +22,7 @@ namespace
 struct SendOptions {
     DriverOptions driver;
     std::vector<std::string> variables;
+    std::string firstCommand;
     std::vector<std::string> commands;
 };
 
@@ -71,6 +72,7 @@ void addSendCommand(CLI::App& app, int& exitCode)
     CLI::App* command =
         app.add_subcommand("send", "Load a driver and send it text commands, one after the other");
     const auto options = std::make_shared<SendOptions>();
+    command->set_help_flag("--help", "Print this help message and exit");
     options->driver.addTo(*command);
     command
         ->add_option("--var", options->variables,
@@ -78,11 +80,29 @@ void addSendCommand(CLI::App& app, int& exitCode)
                      "string:@FILE is the content of a file, string:@@x the text @x")
         ->type_name("NAME=TYPE:VALUE")
         ->allow_extra_args(false);
-    command->add_option("commands", options->commands, "For example \"STARTVPN(a,p,r)\"")
+    // On purpose an option for the first command only: one that takes several
+    // would split a command that stands in brackets.
+    command
+        ->add_option("commands", options->firstCommand,
+                     "One or more, for example \"STARTVPN(a,p,r)\"")
         ->required();
+    command->allow_extras();
     command->footer(
         "The exit code is 1 when the driver answered a command with another code than 0.");
-    command->callback([options, &exitCode] { exitCode = send(*options); });
+    command->callback([command, options, &exitCode] {
+        options->commands = {options->firstCommand};
+        bool optionsOver = false;
+        for (const std::string& more : command->remaining()) {
+            if (!optionsOver && more == "--") {
+                optionsOver = true;
+            } else if (!optionsOver && !more.empty() && more.front() == '-') {
+                throw PanelError("send: an unknown option; see --help");
+            } else {
+                options->commands.push_back(more);
+            }
+        }
+        exitCode = send(*options);
+    });
 }
 
 }  // namespace panel

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdint>
 #include <system_error>
 
 namespace panel
@@ -14,6 +15,8 @@ namespace panel
 namespace
 {
 
+// Neither the value nor the word for its type is ever quoted: with its arguments
+// in the wrong order either may be a password.
 template <class Number>
 Number parseNumber(std::string_view text, const char* whatIsRight)
 {
@@ -21,7 +24,7 @@ Number parseNumber(std::string_view text, const char* whatIsRight)
     const char* end = text.data() + text.size();
     const std::from_chars_result result = std::from_chars(text.data(), end, number);
     if (result.ec != std::errc() || result.ptr != end) {
-        throw PanelError("'" + displayText(text) + "' is not " + whatIsRight);
+        throw PanelError(std::string("the value is not ") + whatIsRight);
     }
     return number;
 }
@@ -34,6 +37,41 @@ std::string stringValue(std::string_view text)
     return std::string(bytes.begin(), bytes.end());
 }
 
+struct CodePoint {
+    std::uint32_t value = 0;
+    std::size_t bytes = 1;
+    bool valid = false;
+};
+
+// The first character of a text that is not empty, one byte where it is no UTF-8.
+CodePoint firstOf(std::string_view text)
+{
+    const auto at = [text](std::size_t i) {
+        return std::uint32_t{static_cast<unsigned char>(text[i])};
+    };
+    const std::uint32_t lead = at(0);
+    if (lead < 0x80) return {lead, 1, true};
+    const std::size_t bytes = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    if (lead < 0xC2 || lead > 0xF4 || text.size() < bytes) return {};
+    std::uint32_t value = lead & (0x7FU >> bytes);
+    for (std::size_t i = 1; i < bytes; ++i) {
+        if ((at(i) & 0xC0U) != 0x80U) return {};
+        value = value << 6 | (at(i) & 0x3FU);
+    }
+    // Longer than need be, a surrogate, or beyond the last character.
+    constexpr std::uint32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
+    const bool surrogate = value >= 0xD800 && value <= 0xDFFF;
+    if (value < kLeast[bytes] || surrogate || value > 0x10FFFF) return {};
+    return {value, bytes, true};
+}
+
+// Controls the screen, or turns the direction of what follows around.
+bool isControl(std::uint32_t value)
+{
+    return value < 0x20 || (value >= 0x7F && value <= 0x9F) ||
+           (value >= 0x202A && value <= 0x202E) || (value >= 0x2066 && value <= 0x2069);
+}
+
 }  // namespace
 
 std::string displayText(std::string_view text)
@@ -41,15 +79,19 @@ std::string displayText(std::string_view text)
     constexpr const char* kDigits = "0123456789ABCDEF";
     std::string shown;
     shown.reserve(text.size());
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7F) {
+    while (!text.empty()) {
+        const CodePoint first = firstOf(text);
+        for (const char c : text.substr(0, first.bytes)) {
+            if (first.valid && !isControl(first.value)) {
+                shown += c;
+                continue;
+            }
+            const auto byte = static_cast<unsigned char>(c);
             shown += "\\x";
             shown += kDigits[byte >> 4];
             shown += kDigits[byte & 0xF];
-        } else {
-            shown += c;
         }
+        text.remove_prefix(first.bytes);
     }
     return shown;
 }
@@ -68,10 +110,11 @@ std::string displayText(const Value& value)
 
 Value parseValue(std::string_view type, std::string_view text)
 {
-    if (type == "int") return parseNumber<int>(text, "a whole number of 32 bits");
+    if (type == "int")
+        return parseNumber<int>(text, "a whole number from -2147483648 to 2147483647");
     if (type == "double") return parseNumber<double>(text, "a number such as 2.5");
     if (type == "string") return stringValue(text);
-    throw PanelError("'" + displayText(type) + "' is no type: int, double or string");
+    throw PanelError("the type must be int, double or string");
 }
 
 bool isVariableName(std::string_view name)
@@ -91,8 +134,7 @@ NamedValue parseVariable(std::string_view text)
     }
     const std::string_view name = text.substr(0, equals);
     if (!isVariableName(name)) {
-        throw PanelError("'" + displayText(name) +
-                         "' is no name for a variable: no blanks and none of ,()=");
+        throw PanelError("the name of a variable has no blanks and none of ,()=");
     }
     try {
         return {std::string(name),

@@ -17,8 +17,9 @@ constexpr const char* kMask = "********";
 
 inline DATATYPE typeOf(const Value& value) { return static_cast<DATATYPE>(value.index() + 1); }
 
-// The value on one line: control characters are written as \xNN, numbers as
-// short as they can be read back.
+// The value on one line: control characters, those that turn the direction of
+// writing and what is no UTF-8 are written as \xNN for each byte, numbers as short as they can be
+// read back.
 std::string displayText(const Value& value);
 std::string displayText(std::string_view text);
 

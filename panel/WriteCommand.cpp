@@ -52,17 +52,19 @@ void addWriteCommand(CLI::App& app, int& exitCode)
 {
     CLI::App* command = app.add_subcommand("write", "Load a driver and write one of its channels");
     const auto options = std::make_shared<WriteOptions>();
+    // A value such as -hunter must not be taken for -h.
+    command->set_help_flag("--help", "Print this help message and exit");
     options->driver.addTo(*command);
     command->add_option("channel", options->channel, "The channel, from 1 to 10")
         ->required()
-        ->check(CLI::Range(1, kChannelCount));
+        ->check(wholeNumber(1, kChannelCount));
     command->add_option("type", options->type, "int, double or string")->required();
     command
         ->add_option("value", options->value,
                      "The value; for a string @FILE is the content of a file, @@x the text @x")
         ->required();
     command->footer(
-        "A negative number stands behind \"--\": write --driver LIB -- 9 int -1\n"
+        "A value that begins with \"-\" stands behind \"--\": write --driver LIB -- 2 int -1\n"
         "The exit code is 1 when the driver answered with another code than 0.");
     command->callback([options, &exitCode] { exitCode = write(*options); });
 }

@@ -3,6 +3,7 @@
 #include "panel/CodeNames.h"
 #include "panel/ConfigBlob.h"
 #include "panel/PanelError.h"
+#include "panel/Secrets.h"
 #include "panel/Watchdog.h"
 
 #include <gtest/gtest.h>
@@ -47,6 +48,42 @@ TEST(ConfigBlobTest, TheNumberIsLittleEndianAndMayBeNegative)
     using Bytes = std::vector<unsigned char>;
     EXPECT_EQ(makeConfigBlob(0x01020304), (Bytes{0x23, 0x4E, 0, 0, 0, 0, 4, 3, 2, 1}));
     EXPECT_EQ(makeConfigBlob(-2), (Bytes{0x23, 0x4E, 0, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF}));
+}
+
+TEST(SecretsTest, LiteralsShowInHarmlessCommandsOnly)
+{
+    VariableStore variables;
+    ASSERT_TRUE(variables.define("r", 0));
+    const std::pair<const char*, const char*> cases[] = {
+        {"SETVPNSERVER(vpn.example.com,1194,r)", "SETVPNSERVER(vpn.example.com,1194,r)"},
+        {" setdevicesn (SN-1, r) ", " setdevicesn (SN-1, r) "},
+        {"REFRESH", "REFRESH"},
+        {"SetVPNPasswd(hunter22,r)", "SetVPNPasswd(********,r)"},
+        {"SetVPNPassword(hunter22,r)", "SetVPNPassword(********,r)"},
+        {"SetVPNPasswd hunter22,r", "SetVPNPasswd ********"},
+        {"SetVPNPasswd hunter22 (r)", "SetVPNPasswd ********(r)"},
+        {"SetVPNPassword hunter22,r", "********"},
+        {"hunter22", "********"},
+        {"ORVA_WRIT(9=hunter22)", "ORVA_WRIT(********)"},
+        {"ORVA_WRITE(9=hunter22)", "ORVA_WRITE(9=********)"},
+        {"ORVA_WRITE(hunter22=9)", "ORVA_WRITE(********"},
+        {"REFRESH(),SetVPNPasswd(hunter22,r)", "REFRESH()********"},
+        {"REFRESH(SetVPNPasswd(hunter22,r))", "REFRESH(********,r)********"},
+        {"(hunter22)", "(********)"},
+        {"RESTART()", "RESTART()"},
+        {"", "********"},
+    };
+    for (const auto& [command, shown] : cases) EXPECT_EQ(maskCommand(command, variables), shown);
+}
+
+TEST(SecretsTest, VariablesOfMisspeltCommandsAreSecretToo)
+{
+    EXPECT_TRUE(namesSecret("SetVPNPasswd(p,r)", "p"));
+    EXPECT_TRUE(namesSecret("SetVPNPassword( p ,r)", "p"));
+    EXPECT_TRUE(namesSecret("SetVPNPasswd p,r", "p"));
+    EXPECT_TRUE(namesSecret("GetVPNPasswd(p,r)", "p"));
+    EXPECT_FALSE(namesSecret("SetVPNPasswd(p,r)", "P"));
+    EXPECT_FALSE(namesSecret("STARTVPN(a,p,r)", "p"));
 }
 
 class WatchdogTest : public ::testing::Test

@@ -55,7 +55,7 @@ TEST_F(SendTest, SendsEveryCommandAndRemembersAFailedOneInTheExitCode)
     EXPECT_EQ(withoutTimes(result.out),
               "STOPVPN(r): code 4 (refused), T ms\n  r = 3\n"
               "REFRESH(): code 0 (done), T ms\n"
-              "NONSENSE: code 5 (bad command, bad argument or refused value), T ms\n");
+              "********: code 5 (bad command, bad argument or refused value), T ms\n");
     EXPECT_EQ(result.exitCode, 1);
 }
 
@@ -69,6 +69,42 @@ TEST_F(SendTest, JsonIsOneObjectACommand)
         R"("variables":{"i":-5,"d":T,"s":"text"}})";
     EXPECT_EQ(withoutTimes(result.out), expected + "\n");
     EXPECT_EQ(result.exitCode, 1);
+}
+
+TEST_F(SendTest, ACommandInBracketsIsOneCommand)
+{
+    EXPECT_EQ(send({"REFRESH()", "[REFRESH(),REFRESH()]"}).exitCode, 1);
+    EXPECT_THAT(program().calls(),
+                HasSubstr("command REFRESH()\ncommand [REFRESH(),REFRESH()]\ncleanup\n"));
+    EXPECT_EQ(send({"REFRESH()", "--what"}).exitCode, 2);
+}
+
+TEST_F(SendTest, WrongUseNeverShowsAPassword)
+{
+    const std::vector<std::vector<std::string>> wrong = {
+        {"9", "int", "hunter22"},
+        {"9", "double", "hunter22"},
+        {"9", "hunter22", "string"},
+        {"hunter22", "string", "9"},
+        {"9", "string", "abcdef", "hunter22"},
+        {"9", "string", "-hunter22"},
+        {"9", "string", "--hunter22"},
+    };
+    for (const auto& arguments : wrong) {
+        const Finished result = write(arguments);
+        EXPECT_EQ(result.exitCode, 2) << result.err;
+        EXPECT_THAT(result.err, Not(HasSubstr("hunter22")));
+        EXPECT_THAT(result.err, Not(HasSubstr("unter22")));
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        EXPECT_EQ(result.out, "");
+    }
+    for (const char* variable : {"p=int:hunter22", "p=hunter22:string", "hunter22", "a b=int:1"}) {
+        const Finished result = send({"--var", variable, "REFRESH()"});
+        EXPECT_EQ(result.exitCode, 2);
+        EXPECT_THAT(result.err, Not(HasSubstr("hunter22")));
+    }
+    EXPECT_THAT(send({"REFRESH()", "-hunter22"}).err, Not(HasSubstr("unter22")));
+    EXPECT_EQ(program().calls(), "");
 }
 
 TEST_F(SendTest, CommandsWithEmptyFieldsAndBracketsReachTheDriverAsTheyAre)

@@ -46,6 +46,22 @@ TEST(ValueTest, AnErrorInAStringNeverQuotesItsText)
     }
 }
 
+TEST(ValueTest, AWrongTypeQuotesNeitherTheValueNorTheWordForTheType)
+{
+    const auto errorOf = [](const char* type, const char* value) -> std::string {
+        try {
+            static_cast<void>(parseValue(type, value));
+        } catch (const PanelError& error) {
+            return error.what();
+        }
+        return {};
+    };
+    EXPECT_EQ(errorOf("int", "hunter22"),
+              "the value is not a whole number from -2147483648 to 2147483647");
+    EXPECT_EQ(errorOf("double", "hunter22"), "the value is not a number such as 2.5");
+    EXPECT_EQ(errorOf("hunter22", "string"), "the type must be int, double or string");
+}
+
 TEST(ValueTest, TwoAtSignsStandForOne)
 {
     EXPECT_EQ(parseValue("string", "@@home"), Value(std::string("@home")));
@@ -56,6 +72,28 @@ TEST(ValueTest, ControlCharactersDoNotReachTheScreen)
 {
     EXPECT_EQ(displayText(std::string_view("a\n\x1b[J\x7f\0b", 8)), "a\\x0A\\x1B[J\\x7F\\x00b");
     EXPECT_EQ(displayText(std::string_view("Gerät")), "Gerät");
+}
+
+TEST(ValueTest, CharactersThatRuleTheScreenOrTurnTheTextAroundAreWrittenAsBytes)
+{
+    EXPECT_EQ(displayText(std::string_view("\xC2\x9B"
+                                           "2J")),
+              "\\xC2\\x9B2J");
+    EXPECT_EQ(displayText(std::string_view("a\u202Eb\u2069")), "a\\xE2\\x80\\xAEb\\xE2\\x81\\xA9");
+    EXPECT_EQ(displayText(std::string_view("\u00A0\u202F\u2065\U0001F600")),
+              "\u00A0\u202F\u2065\U0001F600");
+}
+
+TEST(ValueTest, BytesThatAreNoUtf8AreWrittenAsBytes)
+{
+    // A byte of Latin-1, a cut character, a long form, a surrogate, one beyond the last.
+    EXPECT_EQ(displayText(std::string_view("\x9B"
+                                           "a\xFC")),
+              "\\x9Ba\\xFC");
+    EXPECT_EQ(displayText(std::string_view("\xE2\x82")), "\\xE2\\x82");
+    EXPECT_EQ(displayText(std::string_view("\xC0\x8A")), "\\xC0\\x8A");
+    EXPECT_EQ(displayText(std::string_view("\xED\xA0\x80")), "\\xED\\xA0\\x80");
+    EXPECT_EQ(displayText(std::string_view("\xF4\x90\x80\x80")), "\\xF4\\x90\\x80\\x80");
 }
 
 TEST(ValueTest, NumbersShowAsShortAsTheyCanBeReadBack)
