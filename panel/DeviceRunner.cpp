@@ -31,10 +31,11 @@ public:
 
 }  // namespace
 
-DeviceRunner::DeviceRunner(const Project& project, std::size_t device, VariableStore& variables,
-                           RunView& view, const StopSignal& stop)
+DeviceRunner::DeviceRunner(const Project& project, std::size_t device, const DriverLibrary& library,
+                           VariableStore& variables, RunView& view, const StopSignal& stop)
     : m_project(project),
       m_device(project.devices[device]),
+      m_library(library),
       m_variables(variables),
       m_view(view),
       m_stop(stop)
@@ -50,8 +51,7 @@ DeviceRunner::DeviceRunner(const Project& project, std::size_t device, VariableS
 bool DeviceRunner::run(Clock::time_point start)
 {
     const Watched watched(m_device.name);
-    const DriverLibrary library(m_device.driver);
-    DeviceSession session(library, m_device.name, m_variables);
+    DeviceSession session(m_library, m_device.name, m_variables);
     if (!initOrComplain(session, m_device.blob)) return false;
 
     m_nextPoll = start;
@@ -61,14 +61,37 @@ bool DeviceRunner::run(Clock::time_point start)
     while (!m_stop.waitUntil(nextWake(Clock::now()))) {
         Watched::feed();
         if (Clock::now() >= m_nextPoll) poll(session);
-        for (Scheduled& scheduled : m_schedule) {
-            if (m_stop.raised()) break;
-            if (!isDue(scheduled, Clock::now())) continue;
-            Watched::feed();
-            carryOut(session, *scheduled.action);
-        }
+        doWhatIsDue(session);
     }
     return m_allWell;
+}
+
+void DeviceRunner::doWhatIsDue(DeviceSession& session)
+{
+    doWhatBecameTrue(session);
+    // What becomes due meanwhile waits for the next round, so that polls get their turn.
+    const Clock::time_point now = Clock::now();
+    while (!m_stop.raised()) {
+        Scheduled* next = mostOverdue(now);
+        if (next == nullptr) return;
+        if (next->left > 0) --next->left;
+        // Later than this round in any case.
+        next->due = std::max(next->due + std::chrono::milliseconds(next->action->everyMs),
+                             now + std::chrono::milliseconds(1));
+        Watched::feed();
+        carryOut(session, *next->action);
+        doWhatBecameTrue(session);
+    }
+}
+
+void DeviceRunner::doWhatBecameTrue(DeviceSession& session)
+{
+    for (Scheduled& scheduled : m_schedule) {
+        if (m_stop.raised()) return;
+        if (!scheduled.isCondition() || !becameTrue(scheduled)) continue;
+        Watched::feed();
+        carryOut(session, *scheduled.action);
+    }
 }
 
 void DeviceRunner::poll(DeviceSession& session)
@@ -80,21 +103,23 @@ void DeviceRunner::poll(DeviceSession& session)
     m_nextPoll = std::max(m_nextPoll + std::chrono::milliseconds(m_device.periodMs), Clock::now());
 }
 
-// Whether the action is to be carried out now; takes the occasion then.
-bool DeviceRunner::isDue(Scheduled& scheduled, Clock::time_point now) const
+bool DeviceRunner::becameTrue(Scheduled& scheduled) const
 {
-    if (scheduled.isCondition()) {
-        const NamedValue& when = *scheduled.action->when;
-        const bool isTrue = m_variables.get(when.name) == std::optional<Value>(when.value);
-        const bool became = isTrue && !scheduled.wasTrue;
-        scheduled.wasTrue = isTrue;
-        return became;
+    const NamedValue& when = *scheduled.action->when;
+    const bool isTrue = m_variables.get(when.name) == std::optional<Value>(when.value);
+    const bool became = isTrue && !scheduled.wasTrue;
+    scheduled.wasTrue = isTrue;
+    return became;
+}
+
+DeviceRunner::Scheduled* DeviceRunner::mostOverdue(Clock::time_point now)
+{
+    Scheduled* first = nullptr;
+    for (Scheduled& scheduled : m_schedule) {
+        if (scheduled.isCondition() || scheduled.left == 0 || scheduled.due > now) continue;
+        if (first == nullptr || scheduled.due < first->due) first = &scheduled;
     }
-    if (scheduled.left == 0 || now < scheduled.due) return false;
-    if (scheduled.left > 0) --scheduled.left;
-    scheduled.due =
-        std::max(scheduled.due + std::chrono::milliseconds(scheduled.action->everyMs), now);
-    return true;
+    return first;
 }
 
 void DeviceRunner::carryOut(DeviceSession& session, const ProjectAction& action)

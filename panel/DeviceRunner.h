@@ -19,12 +19,12 @@ public:
     using Clock = StopSignal::Clock;
 
     // Borrows everything, for as long as it lives.
-    DeviceRunner(const Project& project, std::size_t device, VariableStore& variables,
-                 RunView& view, const StopSignal& stop);
+    DeviceRunner(const Project& project, std::size_t device, const DriverLibrary& library,
+                 VariableStore& variables, RunView& view, const StopSignal& stop);
 
-    // Loads the driver and works until the stop. False when the driver answered
-    // a command, a write or its configuration with another code than 0. Raises
-    // PanelError when the driver does not load.
+    // Works until the stop. False when the driver answered a command, a write or
+    // its configuration with another code than 0. Raises PanelError when the
+    // library makes no object or nothing can be shown any more.
     [[nodiscard]] bool run(Clock::time_point start);
 
 private:
@@ -37,12 +37,19 @@ private:
     };
 
     void poll(DeviceSession& session);
-    bool isDue(Scheduled& scheduled, Clock::time_point now) const;
+    void doWhatIsDue(DeviceSession& session);
+    void doWhatBecameTrue(DeviceSession& session);
+    // Whether the action's condition has become true since the last call.
+    bool becameTrue(Scheduled& scheduled) const;
+    // The action that has been due for the longest time, the first in the file of
+    // several; null when none is.
+    Scheduled* mostOverdue(Clock::time_point now);
     void carryOut(DeviceSession& session, const ProjectAction& action);
     Clock::time_point nextWake(Clock::time_point now) const;
 
     const Project& m_project;
     const ProjectDevice& m_device;
+    const DriverLibrary& m_library;
     VariableStore& m_variables;
     RunView& m_view;
     const StopSignal& m_stop;

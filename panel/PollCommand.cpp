@@ -17,6 +17,7 @@ namespace
 {
 
 constexpr int kMaxPeriodMs = 24 * 60 * 60 * 1000;
+constexpr int kMaxCycles = 1000000000;
 
 struct PollOptions {
     DriverOptions driver;
@@ -31,10 +32,10 @@ int poll(const PollOptions& options)
         options.channels.empty() ? allChannels() : parseChannelList(options.channels);
     const std::vector<unsigned char> blob = options.driver.configBlob();
 
-    const StopSignal stop;
     const CycleStyle style = chooseCycleStyle(options.driver.json);
     Output output(driverTextFor(style));
     const DriverLibrary library(options.driver.library);
+    const StopSignal stop;
     VariableStore variables;
     DeviceSession session(library, options.driver.device, variables);
     if (!initOrComplain(session, blob)) return kExitDriverCode;
@@ -59,14 +60,16 @@ void addPollCommand(CLI::App& app, int& exitCode)
     const auto options = std::make_shared<PollOptions>();
     options->driver.addTo(*command);
     command->add_option("--channels", options->channels, "Ask for these only, for example 1,2,7-10")
-        ->type_name("LIST");
+        ->type_name("LIST")
+        ->check(notEmpty("a list such as 1,2,7-10"));
     command->add_option("--cycles", options->cycles, "End after N cycles instead of on Ctrl-C")
         ->type_name("N")
-        ->check(CLI::PositiveNumber);
+        ->check(wholeNumber(1, kMaxCycles));
     command->add_option("--period", options->periodMs, "Time between two cycles, 1000 unless given")
         ->type_name("MS")
-        ->check(CLI::Range(0, kMaxPeriodMs));
+        ->check(wholeNumber(0, kMaxPeriodMs));
     command->footer(
+        "Ctrl-C ends the polling after the cycle that is running, a second Ctrl-C at once.\n"
         "The code of a cycle is the state of the VPN. The exit code is 0 when all cycles ran,\n"
         "whatever their codes; 1 when the driver refused its configuration.");
     command->callback([options, &exitCode] { exitCode = poll(*options); });

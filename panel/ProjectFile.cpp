@@ -68,18 +68,27 @@ private:
     {
         ProjectDevice device;
         device.name = table.text("name");
+        if (displayText(std::string_view(device.name)) != device.name) {
+            table.fail("name", "a name without control characters, in UTF-8");
+        }
         if (findDevice(device.name)) table.fail("name", "a name that no other device has");
         device.driver = table.path("driver");
+        device.driverKey = table.where("driver") + ": ";
         device.periodMs = table.number("period_ms", kMinPeriodMs, kMaxTimeMs, kDefaultPeriodMs);
         device.blob = configuration(table);
+        device.channels = channels(table);
+        m_project.devices.push_back(std::move(device));
+    }
+
+    static ChannelFlags channels(const ProjectTable& table)
+    {
+        if (!table.has("channels")) return allChannels();
+        const std::string list = table.text("channels");
         try {
-            device.channels =
-                table.has("channels") ? parseChannelList(table.text("channels")) : allChannels();
-        } catch (const PanelError& error) {
-            if (std::string(error.what()).find("key 'channels'") != std::string::npos) throw;
+            return parseChannelList(list);
+        } catch (const PanelError&) {
             table.fail("channels", "a list such as \"1,2,7-10\"");
         }
-        m_project.devices.push_back(std::move(device));
     }
 
     static std::vector<unsigned char> configuration(const ProjectTable& table)

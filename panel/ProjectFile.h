@@ -15,6 +15,7 @@ namespace panel
 struct ProjectDevice {
     std::string name;
     std::string driver;               // path of the library
+    std::string driverKey;            // where the file names it, in front of messages
     std::vector<unsigned char> blob;  // stored configuration, empty for none
     ChannelFlags channels{};
     int periodMs = 0;

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <condition_variable>
 #include <cstdlib>
+#include <exception>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -32,7 +33,7 @@ class Outcome
 public:
     Outcome(std::size_t devices, const StopSignal& stop) : m_stop(stop), m_running(devices) {}
 
-    // error is empty when the driver could be loaded.
+    // error is empty when the device could do its work.
     void done(bool allWell, const std::string& error)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -74,16 +75,17 @@ void runDevice(DeviceRunner runner, Clock::time_point start, Outcome& outcome)
 
 }  // namespace
 
-int runProject(const Project& project, VariableStore& variables, RunView& view,
-               const StopSignal& stop)
+int runProject(const Project& project, const std::vector<std::unique_ptr<DriverLibrary>>& libraries,
+               VariableStore& variables, RunView& view, const StopSignal& stop)
 {
     Outcome outcome(project.devices.size(), stop);
     const Clock::time_point start = Clock::now();
     std::vector<std::thread> threads;
     for (std::size_t i = 0; i < project.devices.size(); ++i) {
         try {
-            threads.emplace_back(runDevice, DeviceRunner(project, i, variables, view, stop), start,
-                                 std::ref(outcome));
+            threads.emplace_back(runDevice,
+                                 DeviceRunner(project, i, *libraries[i], variables, view, stop),
+                                 start, std::ref(outcome));
         } catch (const std::system_error& error) {
             outcome.done(true, std::string("cannot start a thread: ") + error.what());
         }
@@ -92,8 +94,17 @@ int runProject(const Project& project, VariableStore& variables, RunView& view,
     const std::chrono::milliseconds limit(project.watchdogMs);
     const std::chrono::milliseconds lookPeriod =
         std::clamp(limit / 4, std::chrono::milliseconds(1), kLongestLook);
+    // Nothing may leave this function while a thread is running.
+    std::exception_ptr failure;
     const auto look = [&] {
-        for (const auto& report : hostWatchdog().look(Clock::now(), limit)) view.watchdog(report);
+        try {
+            for (const auto& report : hostWatchdog().look(Clock::now(), limit)) {
+                view.watchdog(report);
+            }
+        } catch (const std::exception&) {
+            if (!failure) failure = std::current_exception();
+            stop.raise();
+        }
     };
     const Clock::time_point end = project.durationMs == 0
                                       ? Clock::time_point::max()
@@ -113,6 +124,7 @@ int runProject(const Project& project, VariableStore& variables, RunView& view,
         std::_Exit(kExitFailed);  // its thread can be neither ended nor waited for
     }
     for (std::thread& thread : threads) thread.join();
+    if (failure) std::rethrow_exception(failure);
     return outcome.exitCode();
 }
 

@@ -49,8 +49,13 @@ void ProjectTable::fail(std::string_view key, const std::string& whatIsRight) co
         throw PanelError(filePosition(m_file, m_table.source()) + m_title + ": key '" +
                          std::string(key) + "' is missing; right would be " + whatIsRight);
     }
-    throw PanelError(filePosition(m_file, node->source()) + "key '" + std::string(key) + "' in " +
-                     m_title + ": right would be " + whatIsRight);
+    throw PanelError(where(key) + ": right would be " + whatIsRight);
+}
+
+std::string ProjectTable::where(std::string_view key) const
+{
+    return filePosition(m_file, m_table.get(key)->source()) + "key '" + std::string(key) + "' in " +
+           m_title;
 }
 
 std::string ProjectTable::text(std::string_view key) const
@@ -58,11 +63,6 @@ std::string ProjectTable::text(std::string_view key) const
     const std::optional<std::string> found = m_table[key].value_exact<std::string>();
     if (!found || found->empty()) fail(key, "a text: " + std::string(key) + " = \"...\"");
     return *found;
-}
-
-std::string ProjectTable::text(std::string_view key, const std::string& otherwise) const
-{
-    return has(key) ? text(key) : otherwise;
 }
 
 int ProjectTable::number(std::string_view key, int least, int most) const

@@ -26,7 +26,6 @@ public:
 
     // A text that is not empty.
     std::string text(std::string_view key) const;
-    std::string text(std::string_view key, const std::string& otherwise) const;
     // A whole number within the bounds.
     int number(std::string_view key, int least, int most) const;
     int number(std::string_view key, int least, int most, int otherwise) const;
@@ -43,6 +42,8 @@ public:
     // The path of a file that the text of the key names, seen from the project's folder.
     std::string path(std::string_view key) const;
 
+    // "FILE:LINE: key 'KEY' in TABLE", of a key that is there.
+    std::string where(std::string_view key) const;
     // Raises the error about the key, or about the table where the key is not in it.
     [[noreturn]] void fail(std::string_view key, const std::string& whatIsRight) const;
     // Exactly one of the keys must be there; which one.

@@ -1,4 +1,5 @@
 #include "panel/Commands.h"
+#include "panel/DriverOptions.h"
 #include "panel/PanelError.h"
 #include "panel/ProjectFile.h"
 #include "panel/ProjectRunner.h"
@@ -12,6 +13,8 @@ namespace panel
 namespace
 {
 
+constexpr int kMaxDurationMs = 24 * 60 * 60 * 1000;
+
 struct RunOptions {
     std::string project;
     std::string driver;
@@ -20,23 +23,40 @@ struct RunOptions {
     bool showSecrets = false;
 };
 
+// The library of every device, in their order. A driver that does not load ends
+// the run before any device has begun.
+std::vector<std::unique_ptr<DriverLibrary>> loadLibraries(const Project& project)
+{
+    std::vector<std::unique_ptr<DriverLibrary>> libraries;
+    for (const ProjectDevice& device : project.devices) {
+        try {
+            libraries.push_back(std::make_unique<DriverLibrary>(device.driver));
+        } catch (const PanelError& error) {
+            throw PanelError(device.driverKey + error.what());
+        }
+    }
+    return libraries;
+}
+
 int run(const RunOptions& options)
 {
     Project project = loadProject(options.project);
     if (options.durationMs > 0) project.durationMs = options.durationMs;
     for (ProjectDevice& device : project.devices) {
-        if (!options.driver.empty()) device.driver = options.driver;
+        if (options.driver.empty()) continue;
+        device.driver = options.driver;
+        device.driverKey.clear();
     }
     VariableStore variables;
     for (const NamedValue& variable : project.variables) {
-        if (!variables.define(variable.name, variable.value)) {
-            throw PanelError("variable " + variable.name + " is defined twice");
-        }
+        // The project was checked: no two have the same name.
+        static_cast<void>(variables.define(variable.name, variable.value));
     }
+    const std::vector<std::unique_ptr<DriverLibrary>> libraries = loadLibraries(project);
     const StopSignal stop;
     Output output(options.json ? Output::DriverText::kToStderr : Output::DriverText::kMixedIn);
     RunView view(output, variables, project, options.json, options.showSecrets);
-    return runProject(project, variables, view, stop);
+    return runProject(project, libraries, variables, view, stop);
 }
 
 }  // namespace
@@ -54,10 +74,11 @@ void addRunCommand(CLI::App& app, int& exitCode)
         ->add_option("--duration", options->durationMs,
                      "End after this time, whatever the file says")
         ->type_name("MS")
-        ->check(CLI::PositiveNumber);
+        ->check(wholeNumber(1, kMaxDurationMs));
     command->add_flag("--json", options->json, "One JSON object a line");
     command->add_flag("--show-secrets", options->showSecrets, "Show passwords instead of ********");
     command->footer(
+        "Ctrl-C ends the devices after the calls that are running, a second Ctrl-C at once.\n"
         "The exit code is 1 when a driver answered a command, a write or its configuration with\n"
         "another code than 0; the codes of its cycles are the state of the VPN and do not count.");
     command->callback([options, &exitCode] { exitCode = run(*options); });

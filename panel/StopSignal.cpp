@@ -34,6 +34,9 @@ void wake(int fd)
 extern "C" void onStopSignal(int)
 {
     const int savedErrno = errno;
+    // A driver that does not come back must not keep people: the next one of
+    // either signal ends the program.
+    for (const int number : kSignals) std::signal(number, SIG_DFL);
     wake(wakeFd.load());
     errno = savedErrno;
 }

@@ -5,7 +5,8 @@
 namespace panel
 {
 
-// Turns SIGINT and SIGTERM into a condition that every thread can wait for. One
+// Turns SIGINT and SIGTERM into a condition that every thread can wait for;
+// the signal after the first one ends the program. One
 // object at a time; restores what the signals did before at its end.
 class StopSignal
 {

@@ -112,7 +112,7 @@ void PanelProgram::start(const std::vector<std::string>& arguments, bool termina
     if (::pipe2(err, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
     m_child = ::fork();
     if (m_child == 0) {
-        ::dup2(out[1], STDOUT_FILENO);
+        ::dup2(m_outputIsFull ? ::open("/dev/full", O_WRONLY) : out[1], STDOUT_FILENO);
         ::dup2(err[1], STDERR_FILENO);
         ::execvp(argv[0], argv.data());
         ::_exit(127);

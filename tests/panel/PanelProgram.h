@@ -46,6 +46,9 @@ public:
     // The calls that the scripted driver got, one a line.
     std::string calls() const { return m_folder.read("log"); }
 
+    // From now on its standard output takes nothing, as on a full disk.
+    void fillStandardOutput() { m_outputIsFull = true; }
+
     // Runs it to its end.
     Finished run(const std::vector<std::string>& arguments);
     // The same with a terminal as its standard output.
@@ -63,6 +66,7 @@ private:
     bool readSome(int timeoutMs);
 
     const TestFolder& m_folder;
+    bool m_outputIsFull = false;
     pid_t m_child = -1;
     int m_outFd = -1;
     int m_errFd = -1;

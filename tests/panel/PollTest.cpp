@@ -201,6 +201,25 @@ TEST_F(PollTest, WrongUseIsOneLineAndExitCode2)
     EXPECT_EQ(program().calls(), "");
 }
 
+TEST_F(PollTest, ANumberOutOfRangeIsAnsweredWithTheRange)
+{
+    EXPECT_EQ(poll({"--cycles", "0"}).err,
+              "orva-panel: --cycles: must be a whole number from 1 to 1000000000; see --help\n");
+    EXPECT_EQ(poll({"--period", "1.5", "--cycles", "1"}).err,
+              "orva-panel: --period: must be a whole number from 0 to 86400000; see --help\n");
+    EXPECT_EQ(poll({"--blob", "", "--cycles", "1"}).exitCode, 2);
+    EXPECT_EQ(poll({"--channels", "", "--cycles", "1"}).exitCode, 2);
+}
+
+TEST_F(PollTest, AnUnknownCommandIsNamed)
+{
+    EXPECT_EQ(program().run({"pol"}).err, "orva-panel: unknown command 'pol'; see --help\n");
+    EXPECT_EQ(program().run({"pol"}).exitCode, 2);
+    const Finished version = program().run({"--version"});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_THAT(version.out, ::testing::StartsWith("orva-panel "));
+}
+
 TEST_F(PollTest, HelpTellsTheExitCodes)
 {
     const Finished result = poll({"--help"});

@@ -120,6 +120,8 @@ TEST_F(ProjectFileTest, AWrongDeviceGetsLineKeyAndWhatWouldBeRight)
          "one of max_channel, blob and no_config"},
         {"no_config = 1\n", "4: key 'no_config' in device: right would be true or false"},
         {"blob = \"missing\"\n", "4: key 'blob' in device: right would be a file that can be read"},
+        {"[[device]]\nname = \"A\\u009B\"\n",
+         "5: key 'name' in device: right would be a name without control characters"},
         {"[[device]]\nname = \"A\"\n", "5: key 'name' in device: right would be a name that no"},
     };
     for (const Wrong& wrong : lines) {

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <regex>
@@ -87,6 +89,51 @@ TEST_F(RunTest, ActionsHappenOnceOrAsOftenAsTheyShould)
     EXPECT_THAT(result.out, HasSubstr("A: ONCE(r): code 0 (done)"));
     EXPECT_THAT(result.out, HasSubstr("  r = 1\n"));
     EXPECT_THAT(result.out, HasSubstr("A: channel 10 (VPN user name) = vpnuser: code 0 (written)"));
+}
+
+TEST_F(RunTest, OverdueActionsHappenInTheOrderOfTheirTimes)
+{
+    program().script("hold A " + folder().path("go") +
+                     "\ncommand EARLY 0\ncommand LATE 0\ncommand TIE 0\ncommand NOW 0\n");
+    start(device("A") + device("B") + action("device = \"A\"\nat_ms = 30\ncommand = \"LATE()\"") +
+          action("device = \"A\"\nat_ms = 30\ncommand = \"TIE()\"") +
+          action("device = \"A\"\nat_ms = 10\ncommand = \"EARLY()\"") +
+          action("device = \"B\"\nat_ms = 60\ncommand = \"NOW()\""));
+    ASSERT_TRUE(program().waitForOutput("B: NOW()"));
+    folder().write("go", "");
+    ASSERT_TRUE(program().waitForOutput("A: TIE()"));
+    EXPECT_EQ(stop().exitCode, 0);
+    EXPECT_THAT(program().calls(), HasSubstr("command EARLY()\ncommand LATE()\ncommand TIE()\n"));
+}
+
+TEST_F(RunTest, AFailedOutputWhileADeviceIsBusyEndsTheRunInOrder)
+{
+    // The watchdog's report can not be written while A's thread is in its driver.
+    program().script("hold A " + folder().path("go") + "\n");
+    program().fillStandardOutput();
+    start("watchdog_ms = 10\n" + device("A"));
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (callsOf("collect 1111111111") == 0 && std::chrono::steady_clock::now() < deadline) {
+        ::poll(nullptr, 0, 5);
+    }
+    // Nothing tells from outside that the report was due.
+    ::poll(nullptr, 0, 300);
+    folder().write("go", "");
+    const Finished result = program().finish();
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.err, "orva-panel: cannot write to the standard output\n");
+    EXPECT_THAT(program().calls(), ::testing::EndsWith("cleanup\ndestroy\n"));
+}
+
+TEST_F(RunTest, ASecondSignalEndsADriverThatDoesNotComeBack)
+{
+    program().script("hold A " + folder().path("never") + "\ncommand ALIVE 0\n");
+    start("watchdog_ms = 50\n" + device("A"));
+    ASSERT_TRUE(program().waitForOutput("A: watchdog: silent"));
+    program().signal(SIGINT);
+    program().signal(SIGTERM);
+    EXPECT_EQ(program().finish().exitCode, -1);
+    EXPECT_THAT(program().calls(), Not(HasSubstr("cleanup")));
 }
 
 TEST_F(RunTest, AConditionActsEachTimeItBecomesTrueOnWhicheverDevice)
@@ -184,9 +231,10 @@ TEST_F(RunTest, ADriverThatDoesNotLoadStopsTheWholeProject)
     start(device("A") + "[[device]]\nname = \"B\"\ndriver = \"missing.so\"\n");
     const Finished result = program().finish();
     EXPECT_EQ(result.exitCode, 2);
-    EXPECT_THAT(result.err,
-                HasSubstr("orva-panel: cannot load driver '" + folder().path("missing.so")));
-    EXPECT_EQ(callsOf("create A with tools"), callsOf("destroy"));
+    EXPECT_EQ(result.err, "orva-panel: " + folder().path("p.toml") +
+                              ":7: key 'driver' in device: cannot load driver: cannot read '" +
+                              folder().path("missing.so") + "': No such file or directory\n");
+    EXPECT_EQ(program().calls(), "");
 }
 
 TEST_F(RunTest, ARefusedConfigurationEndsItsDeviceWithExitCode1)
