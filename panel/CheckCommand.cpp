@@ -87,9 +87,12 @@ void addCheckCommand(CLI::App& app, int& exitCode)
             "--library-path", options->check.folders,
             "Look here first for the libraries it needs, for example in a copy of the panel's")
         ->type_name("DIR")
+        ->check(CLI::ExistingDirectory)
         ->allow_extra_args(false);
     command->add_flag("--no-dry-cycle", options->noDryCycle, "Do not load the library");
     command->footer(
+        "ok: as it should be; note: for information; warning: loads, but is not as a driver should "
+        "be;\nWRONG: the runtime can not use it.\n"
         "The dry cycle loads the library in a process of its own and polls once; it happens only\n"
         "where the library is for this PC's processor. The exit code is 2 when something is "
         "wrong,\n"

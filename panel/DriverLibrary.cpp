@@ -1,5 +1,7 @@
 #include "panel/DriverLibrary.h"
 
+#include "panel/ElfFile.h"
+#include "panel/FileBytes.h"
 #include "panel/PanelError.h"
 
 #include <dlfcn.h>
@@ -29,6 +31,15 @@ DriverLibrary::DriverLibrary(const std::string& path) : m_path(path)
 {
     // The loader would look for a name without "/" in the system's folders.
     const std::string file = path.find('/') == path.npos ? "./" + path : path;
+    // The loader maps what the file's headers promise; a file that is cut short
+    // would end the program when the missing bytes are touched.
+    try {
+        const ElfFile whole(readFile(file));
+    } catch (const ElfError& error) {
+        throw PanelError("cannot load driver '" + path + "': " + error.what());
+    } catch (const PanelError& error) {
+        throw PanelError(std::string("cannot load driver: ") + error.what());
+    }
     m_handle = ::dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (m_handle == nullptr) {
         throw PanelError("cannot load driver '" + path + "': " + loaderError(file));

@@ -13,8 +13,8 @@ class DriverLibrary
 {
 public:
     // Loads the file with all its symbols resolved; a path without "/" means a
-    // file in the current folder. Raises PanelError when it does not load or
-    // lacks an export.
+    // file in the current folder. Raises PanelError when it is no regular file, is
+    // cut or damaged, does not load or lacks an export.
     explicit DriverLibrary(const std::string& path);
     ~DriverLibrary();
     DriverLibrary(const DriverLibrary&) = delete;

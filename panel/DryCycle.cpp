@@ -109,6 +109,19 @@ bool readReport(int fd, Clock::time_point deadline, std::string& report)
     return true;
 }
 
+// Waits for the end of the child, whose closed pipe does not promise one: a
+// library may close it and go on. False when the time is over.
+bool endsBy(pid_t child, Clock::time_point deadline, int& status)
+{
+    constexpr int kLookPeriodMs = 5;
+    while (true) {
+        const pid_t ended = ::waitpid(child, &status, WNOHANG);
+        if (ended == child || (ended < 0 && errno != EINTR)) return true;
+        if (Clock::now() >= deadline) return false;
+        ::poll(nullptr, 0, kLookPeriodMs);
+    }
+}
+
 // The last line of that kind, without its mark; nothing before the first one.
 std::string lastLine(const std::string& report, char kind)
 {
@@ -133,17 +146,21 @@ DryCycleResult runDryCycle(const std::string& library, std::chrono::milliseconds
     if (child == 0) runChild(library, ends[1]);
     ::close(ends[1]);
     std::string report;
-    bool inTime = child > 0 && readReport(ends[0], Clock::now() + timeout, report);
+    const Clock::time_point deadline = Clock::now() + timeout;
+    bool inTime = child > 0 && readReport(ends[0], deadline, report);
     ::close(ends[0]);
     if (child < 0) throw PanelError("cannot start a process for the dry cycle");
-    if (!inTime) ::kill(child, SIGKILL);
     int status = 0;
-    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    inTime = inTime && endsBy(child, deadline, status);
+    if (!inTime) {
+        ::kill(child, SIGKILL);
+        while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+        }
     }
 
     const std::string step = lastLine(report, kStep);
     const std::string error = lastLine(report, kError);
-    if (!inTime) return {false, "hangs in " + step};
+    if (!inTime) return {false, "hangs in " + (step.empty() ? "ending" : step)};
     if (!error.empty()) return {false, error};
     if (WIFSIGNALED(status)) {
         return {false, "crashes in " + step + ": " + ::strsignal(WTERMSIG(status))};

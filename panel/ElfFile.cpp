@@ -12,6 +12,8 @@ namespace
 
 // Longest name of a symbol or a library, in bytes.
 constexpr std::size_t kMaxNameBytes = 16384;
+// Most versions of symbols, needed ones and defined ones each.
+constexpr std::size_t kMaxVersions = 4096;
 
 struct Layout32 {
     using Header = Elf32_Ehdr;
@@ -50,6 +52,8 @@ struct ElfFile::Dynamic {
     std::uint64_t gnuHashAddress = 0;
     std::uint64_t versionAddress = 0;
     std::uint64_t versionCount = 0;
+    std::uint64_t definedVersionAddress = 0;
+    std::uint64_t definedVersionCount = 0;
     std::vector<std::uint64_t> needed;
 };
 
@@ -127,6 +131,7 @@ void ElfFile::parse()
     machine = header.e_machine;
     flags = header.e_flags;
     sharedObject = header.e_type == ET_DYN;
+    isProgram = header.e_type == ET_EXEC;
     if (header.e_phnum > 0 && header.e_phentsize != sizeof(Program)) {
         throw ElfError("damaged: program headers of a strange size");
     }
@@ -175,6 +180,7 @@ void ElfFile::parse()
     for (const std::uint64_t index : dynamic.needed) needed.push_back(textAt(dynamic, index));
     if (dynamic.symbolAddress != 0) readSymbols<Layout>(dynamic, countSymbols<Layout>(dynamic));
     if (dynamic.versionAddress != 0) readVersions(dynamic);
+    if (dynamic.definedVersionAddress != 0) readDefinedVersions(dynamic);
 }
 
 template <class Layout>
@@ -211,6 +217,12 @@ void ElfFile::readDynamic(std::uint64_t offset, std::uint64_t count, Dynamic& dy
             case DT_VERNEEDNUM:
                 dynamic.versionCount = value;
                 break;
+            case DT_VERDEF:
+                dynamic.definedVersionAddress = value;
+                break;
+            case DT_VERDEFNUM:
+                dynamic.definedVersionCount = value;
+                break;
             case DT_TEXTREL:
                 textRelocations = true;
                 break;
@@ -223,6 +235,7 @@ void ElfFile::readDynamic(std::uint64_t offset, std::uint64_t count, Dynamic& dy
                 break;
             case DT_FLAGS_1:
                 bindNow = bindNow || (value & DF_1_NOW) != 0;
+                isProgram = isProgram || (value & DF_1_PIE) != 0;
                 break;
             default:
                 break;
@@ -285,22 +298,44 @@ void ElfFile::readSymbols(const Dynamic& dynamic, std::uint64_t count)
     }
 }
 
+// Records may overlap in a damaged file, so only a cap bounds their number.
 void ElfFile::readVersions(const Dynamic& dynamic)
 {
     constexpr const char* kWhat = "the table of versions";
     // These records are the same for both classes.
     std::uint64_t offset = fileOffset(dynamic.versionAddress, kWhat);
+    std::size_t records = 0;
     for (std::uint64_t i = 0; i < dynamic.versionCount; ++i) {
         const auto library = load<Elf64_Verneed>(offset, kWhat);
         std::uint64_t entry = offset + library.vn_aux;
         for (unsigned k = 0; k < library.vn_cnt; ++k) {
+            if (++records > kMaxVersions) throw ElfError("damaged: too many versions");
             const auto version = load<Elf64_Vernaux>(entry, kWhat);
-            versions.push_back(textAt(dynamic, version.vna_name));
+            versions.push_back({textAt(dynamic, library.vn_file), textAt(dynamic, version.vna_name),
+                                (version.vna_flags & VER_FLG_WEAK) != 0});
             if (version.vna_next == 0) break;
             entry += version.vna_next;
         }
         if (library.vn_next == 0) break;
+        if (++records > kMaxVersions) throw ElfError("damaged: too many versions");
         offset += library.vn_next;
+    }
+}
+
+void ElfFile::readDefinedVersions(const Dynamic& dynamic)
+{
+    constexpr const char* kWhat = "the table of its own versions";
+    std::uint64_t offset = fileOffset(dynamic.definedVersionAddress, kWhat);
+    for (std::uint64_t i = 0; i < dynamic.definedVersionCount; ++i) {
+        if (i == kMaxVersions) throw ElfError("damaged: too many versions of its own");
+        const auto definition = load<Elf64_Verdef>(offset, kWhat);
+        // The first name is the version's own, the others those that it inherits from.
+        if (definition.vd_cnt > 0) {
+            const auto name = load<Elf64_Verdaux>(offset + definition.vd_aux, kWhat);
+            definedVersions.push_back(textAt(dynamic, name.vda_name));
+        }
+        if (definition.vd_next == 0) break;
+        offset += definition.vd_next;
     }
 }
 

@@ -25,6 +25,13 @@ struct ElfSymbol {
     bool weak = false;
 };
 
+// A version of symbols that a library must define, such as GLIBC_2.34.
+struct ElfVersion {
+    std::string_view library;
+    std::string_view name;
+    bool weak = false;  // it loads without
+};
+
 // What the dynamic loader sees of a library, for processors of 32 and 64 bits
 // with the least significant byte first. Trusts nothing in the file: every
 // offset and count is compared with the file's size. The names point into the
@@ -43,9 +50,10 @@ public:
     std::uint16_t machine = 0;  // EM_...
     std::uint32_t flags = 0;    // of the processor
     bool sharedObject = false;
-    std::vector<std::string_view> needed;  // libraries
-    std::vector<std::string_view>
-        versions;  // versions of symbols that it needs, such as GLIBC_2.34
+    bool isProgram = false;                           // one that can stand anywhere is marked as both
+    std::vector<std::string_view> needed;           // libraries
+    std::vector<ElfVersion> versions;               // needed
+    std::vector<std::string_view> definedVersions;  // empty: its symbols have none
     std::vector<ElfSymbol> symbols;
     bool relro = false;
     bool bindNow = false;
@@ -72,6 +80,7 @@ private:
     template <class Layout>
     void readSymbols(const Dynamic& dynamic, std::uint64_t count);
     void readVersions(const Dynamic& dynamic);
+    void readDefinedVersions(const Dynamic& dynamic);
 
     struct Segment {
         std::uint64_t address = 0;

@@ -34,6 +34,13 @@ std::string joined(const Names& names, const char* separator = ", ")
     return text;
 }
 
+Finding checkKind(const ElfFile& file)
+{
+    if (file.isProgram) return {Grade::kWrong, "file", "a program, not a library"};
+    if (!file.sharedObject) return {Grade::kWrong, "file", "ELF file, but no shared library"};
+    return {Grade::kFine, "file", "ELF shared library"};
+}
+
 Finding checkProcessor(const Processor& actual, const Processor& expected)
 {
     if (actual == expected) return {Grade::kFine, "processor", describe(actual)};
@@ -94,7 +101,7 @@ Finding checkStringAbi(const ElfFile& file, const std::optional<StringAbi>& expe
 }
 
 // The highest of the versions for each name before the last "_".
-std::vector<std::string> highestVersions(const std::vector<std::string_view>& versions)
+std::vector<std::string> highestVersions(const std::vector<ElfVersion>& versions)
 {
     // Numbers by their value: 2.9 before 2.34.
     const auto parts = [](std::string_view text) {
@@ -109,7 +116,8 @@ std::vector<std::string> highestVersions(const std::vector<std::string_view>& ve
         return numbers;
     };
     std::map<std::string_view, std::string_view> highest;
-    for (const std::string_view version : versions) {
+    for (const ElfVersion& one : versions) {
+        const std::string_view version = one.name;
         const std::size_t line = version.rfind('_');
         const std::string_view name = version.substr(0, line);
         const std::string_view number = line == version.npos ? "" : version.substr(line + 1);
@@ -132,6 +140,10 @@ void checkNeeded(const ElfFile& file, const std::vector<std::string>& folders,
         findings.push_back({Grade::kNote, "versions", joined(highestVersions(file.versions))});
     }
     const MissingSymbols missing = findMissingSymbols(file, folders);
+    if (!missing.versions.empty()) {
+        findings.push_back({Grade::kWrong, "versions",
+                            "the library found here does not define " + joined(missing.versions)});
+    }
     if (!missing.libraries.empty()) {
         findings.push_back(
             {Grade::kWarning, "needs",
@@ -181,9 +193,7 @@ std::vector<Finding> checkLibrary(const std::string& path, const CheckOptions& o
     } catch (const ElfError& error) {
         return {{Grade::kWrong, "file", error.what()}};
     }
-    findings.push_back(file->sharedObject
-                           ? Finding{Grade::kFine, "file", "ELF shared library"}
-                           : Finding{Grade::kWrong, "file", "ELF file, but no shared library"});
+    findings.push_back(checkKind(*file));
     const Processor processor = processorOf(*file);
     const Processor expected = options.target.empty() ? ownProcessor() : targetOf(options.target);
     findings.push_back(checkProcessor(processor, expected));
@@ -203,6 +213,8 @@ std::vector<Finding> checkLibrary(const std::string& path, const CheckOptions& o
     } else if (!(processor == ownProcessor())) {
         findings.push_back(
             {Grade::kNote, "dry cycle", "not possible: another processor than this PC's"});
+    } else if (file->isProgram) {
+        findings.push_back({Grade::kNote, "dry cycle", "not possible with a program"});
     } else if (lacksExports) {
         findings.push_back({Grade::kNote, "dry cycle", "not possible without the exports"});
     } else {

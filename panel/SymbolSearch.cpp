@@ -32,6 +32,20 @@ std::optional<ElfFile> openLibrary(const std::string& name, const ElfFile& user,
     return std::nullopt;
 }
 
+// The versions that the file needs of the library and that this one has not. As
+// with the loader, a library without any version passes.
+void addMissingVersions(const ElfFile& file, const std::string& name, const ElfFile& library,
+                        std::vector<std::string>& missing)
+{
+    const auto& defined = library.definedVersions;
+    if (defined.empty()) return;
+    for (const ElfVersion& version : file.versions) {
+        if (version.library != name || version.weak) continue;
+        if (std::find(defined.begin(), defined.end(), version.name) != defined.end()) continue;
+        missing.push_back(std::string(version.name) + " in " + name);
+    }
+}
+
 }  // namespace
 
 MissingSymbols findMissingSymbols(const ElfFile& file, const std::vector<std::string>& folders)
@@ -53,6 +67,7 @@ MissingSymbols findMissingSymbols(const ElfFile& file, const std::vector<std::st
         }
         libraries.push_back(std::move(*library));
         const ElfFile& opened = libraries.back();
+        addMissingVersions(file, name, opened, missing.versions);
         wanted.insert(wanted.end(), opened.needed.begin(), opened.needed.end());
         for (const ElfSymbol& symbol : opened.symbols) {
             if (symbol.defined) provided.insert(symbol.name);

@@ -12,6 +12,7 @@ namespace panel
 struct MissingSymbols {
     std::vector<std::string> symbols;    // in none of the libraries that were found
     std::vector<std::string> libraries;  // needed ones that were not found
+    std::vector<std::string> versions;   // "NAME in LIBRARY", which has others
 };
 
 // Looks for the needed libraries and for what these need in turn, in the

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 
 namespace
 {
@@ -161,6 +162,43 @@ TEST_F(CheckTest, VersionsShowTheirHighestNumber)
     EXPECT_THAT(check({file(elf)}).out, HasSubstr("versions    GCC_3.5, GLIBC_2.34\n"));
 }
 
+TEST_F(CheckTest, TooManyVersionsAreDamage)
+{
+    TinyElf elf = foreignDriver();
+    elf.needed = {"libc.so.6"};
+    elf.versions.assign(4097, "V_1");
+    expectWrong(check({file(elf)}), "file        damaged: too many versions\n");
+    elf.versions.resize(4096);
+    EXPECT_THAT(check({file(elf)}).out, HasSubstr("  ok       file        ELF shared library\n"));
+}
+
+TEST_F(CheckTest, AVersionThatTheFoundLibraryDoesNotDefineIsWrong)
+{
+    std::ifstream good(plugin("scripted_driver"), std::ios::binary);
+    std::string content((std::istreambuf_iterator<char>(good)), std::istreambuf_iterator<char>());
+    const std::string known("GLIBCXX_3.4\0", 12);
+    const std::size_t at = content.find(known);
+    ASSERT_NE(at, content.npos);
+    content.replace(at, known.size(), std::string("GLIBCXX_9.9\0", 12));
+    expectWrong(
+        check({"--no-dry-cycle", folder().write("newer.so", content)}),
+        "versions    the library found here does not define GLIBCXX_9.9 in libstdc++.so.6\n");
+}
+
+TEST_F(CheckTest, AProgramIsSaidToBeOne)
+{
+    expectWrong(check({programWords(PANEL_PROGRAM).back()}),
+                "file        a program, not a library\n");
+}
+
+TEST_F(CheckTest, AFolderThatIsNotThereIsWrongUse)
+{
+    const Finished result = check({"--library-path", "/does/not/exist", plugin("scripted_driver")});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_THAT(result.err, HasSubstr("/does/not/exist"));
+    EXPECT_EQ(result.out, "");
+}
+
 TEST_F(CheckTest, ASoftLibraryIsWarnedAbout)
 {
     TinyElf elf = foreignDriver();
@@ -181,6 +219,16 @@ TEST_F(CheckTest, ALibraryThatCrashesOrRefusesIsReportedAndHarmsNobody)
     expectWrong(check({plugin("scripted_driver")}),
                 "dry cycle   InitDevice: code 0x80000001 (configuration refused)\n");
     expectWrong(check({plugin("null_object")}), "dry cycle   driver '");
+}
+
+TEST_F(CheckTest, ALibraryThatClosesThePipeAndHangsIsEndedByTheDeadline)
+{
+    program().script("vanish\nhold check " + folder().path("never") + "\n");
+    ::setenv("ORVA_TEST_SCRIPT", folder().path("script").c_str(), 1);
+    const panel::DryCycleResult result =
+        panel::runDryCycle(plugin("scripted_driver"), std::chrono::milliseconds(200));
+    EXPECT_FALSE(result.completed);
+    EXPECT_EQ(result.text, "hangs in CollectDevData");
 }
 
 TEST_F(CheckTest, ALibraryThatHangsIsEndedByTheDeadline)

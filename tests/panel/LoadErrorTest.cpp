@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <fstream>
+#include <iterator>
 
 namespace
 {
@@ -43,7 +46,7 @@ private:
 TEST_F(LoadErrorTest, AMissingLibraryIsNamed)
 {
     expectRefused("/does/not/exist.so",
-                  "cannot load driver '/does/not/exist.so': cannot open shared object file");
+                  "cannot load driver: cannot read '/does/not/exist.so': No such file");
 }
 
 TEST_F(LoadErrorTest, ALibraryWithoutExportsIsNoDriver)
@@ -69,14 +72,26 @@ TEST_F(LoadErrorTest, AnUndefinedSymbolIsNamedAtOnce)
 
 TEST_F(LoadErrorTest, AFileThatIsNoLibraryIsRefused)
 {
-    expectRefused(folder().write("text.so", std::string(4096, 'x')),
-                  "text.so': invalid ELF header");
-    expectRefused(folder().write("empty.so", ""), "empty.so': file too short");
+    expectRefused(folder().write("text.so", std::string(4096, 'x')), "text.so': no ELF file\n");
+    expectRefused(folder().write("empty.so", ""), "empty.so': no ELF file\n");
+    ASSERT_EQ(::mkfifo(folder().path("pipe.so").c_str(), 0600), 0);
+    expectRefused(folder().path("pipe.so"), "pipe.so': no regular file\n");
+}
+
+TEST_F(LoadErrorTest, ATruncatedLibraryIsRefusedBeforeItIsLoaded)
+{
+    std::ifstream file(plugin("scripted_driver"), std::ios::binary);
+    const std::string whole((std::istreambuf_iterator<char>(file)),
+                            std::istreambuf_iterator<char>());
+    ASSERT_GT(whole.size(), 8192U);
+    for (const std::size_t size : {std::size_t{100}, std::size_t{4096}, whole.size() / 2}) {
+        expectRefused(folder().write("cut.so", whole.substr(0, size)), "cut.so': truncated: ");
+    }
 }
 
 TEST_F(LoadErrorTest, ANameWithoutFolderIsNotLookedUpInTheSystem)
 {
-    expectRefused("libc.so.6", "cannot load driver 'libc.so.6'");
+    expectRefused("libc.so.6", "cannot load driver: cannot read './libc.so.6'");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 //   hold NAME FILE              collections of the device wait, for 20 s at most, until FILE exists
 //   feed                        a device that waits feeds the host's watchdog
 //   say TEXT                    collections print TEXT on standard output
+//   vanish                      collections close the descriptors of the host
 //   crash                       collections end the process
 // Every call it gets is a line in the file that ORVA_TEST_LOG names.
 #include "host/HostInterface.h"
@@ -46,6 +47,7 @@ struct Script {
     std::string say;
     bool feed = false;
     bool crash = false;
+    bool vanish = false;
 };
 
 Step readStep(std::istream& words)
@@ -77,6 +79,7 @@ Script readScript(const char* path)
         if (statement == "say") std::getline(words >> std::ws, script.say);
         if (statement == "feed") script.feed = true;
         if (statement == "crash") script.crash = true;
+        if (statement == "vanish") script.vanish = true;
     }
     return script;
 }
@@ -122,6 +125,7 @@ public:
         std::string flags;
         for (int i = 0; i < nCount; ++i) flags += pChannels[i] == 1 ? '1' : '0';
         log("collect " + flags);
+        for (int fd = 3; m_script.vanish && fd < 64; ++fd) ::close(fd);
         if (m_name == m_script.holdName) waitForFile(m_script.holdFile, m_script.feed);
         if (m_script.crash) std::abort();
         if (!m_script.say.empty()) std::printf("%s\n", m_script.say.c_str());
