@@ -4,6 +4,7 @@
 #include "panel/TextLines.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace panel
 {
@@ -39,6 +40,22 @@ private:
     bool m_showSecrets;
 };
 
+// The text with no line longer than so many characters, however many bytes these have.
+std::string cutLines(std::string_view text, unsigned columns)
+{
+    std::string cut;
+    unsigned column = 0;
+    for (const char c : text) {
+        if (c == '\n') {
+            column = 0;
+        } else if ((static_cast<unsigned char>(c) & 0xC0U) != 0x80U && column <= columns) {
+            ++column;
+        }
+        if (column <= columns) cut += c;
+    }
+    return cut;
+}
+
 class TableView final : public ICycleView
 {
 public:
@@ -47,6 +64,14 @@ public:
     {
         std::string table = cycleText(result, m_showSecrets) + driverLines();
         const auto lines = std::count(table.begin(), table.end(), '\n');
+        const Output::Window window = m_output.window();
+        if (window.rows > 0 && lines >= static_cast<std::ptrdiff_t>(window.rows)) {
+            // What has left the window at its top can not be drawn over.
+            m_output.write(table);
+            m_lines = 0;
+            return;
+        }
+        if (window.columns > 0) table = cutLines(table, window.columns);
         // Long lines are cut at the edge instead of wrapped, or the count would be wrong.
         std::string screen = "\x1b[?7l";
         if (m_lines > 0) screen += "\x1b[" + std::to_string(m_lines) + "A";

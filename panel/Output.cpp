@@ -3,6 +3,7 @@
 #include "panel/PanelError.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <array>
@@ -64,6 +65,13 @@ std::string Output::takeDriverText()
     // Both descriptors share one offset, so the next text starts at 0 again.
     if (::ftruncate(m_collectedFd, 0) != 0 || ::lseek(m_collectedFd, 0, SEEK_SET) != 0) return {};
     return std::string(bytes.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+}
+
+Output::Window Output::window() const
+{
+    winsize size = {};
+    if (::ioctl(m_fd, TIOCGWINSZ, &size) != 0) return {};
+    return {size.ws_row, size.ws_col};
 }
 
 bool Output::isTerminal() { return ::isatty(STDOUT_FILENO) == 1; }

@@ -30,6 +30,13 @@ public:
 
     static bool isTerminal();
 
+    // Of the terminal's window; 0 where there is none or it does not tell.
+    struct Window {
+        unsigned rows = 0;
+        unsigned columns = 0;
+    };
+    Window window() const;
+
 private:
     int m_fd;                // the original standard output
     int m_collectedFd = -1;  // a file in memory
