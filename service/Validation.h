@@ -28,7 +28,7 @@ constexpr std::int32_t kMaxBeatIntervalS = 3600;
 // 1 to 64 letters, digits, "-", "_", ".", ":" and "/".
 [[nodiscard]] bool isDeviceNumber(std::string_view text);
 
-// 1 to 64 bytes of any text but control characters, quotes and backslashes.
+// 1 to 64 bytes of UTF-8 without control characters, quotes and backslashes.
 [[nodiscard]] bool isDeviceName(std::string_view text);
 
 // 1 to 3600 seconds.

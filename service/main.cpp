@@ -47,13 +47,20 @@ std::int64_t steadyNowMs()
 void describe(CLI::App& app, Options& options)
 {
     const auto endpoint = [](const std::string& text) {
-        return vpnd::parseEndpoint(text) ? std::string() : "'" + text + "' is no address with port";
+        return vpnd::parseEndpoint(text)
+                   ? std::string()
+                   : std::string("must be a numeric address with port, such as 127.0.0.1:9009");
     };
     const auto name = [](const std::string& text) {
-        return vpnd::isDeviceName(text) ? std::string() : std::string("not a usable device name");
+        return vpnd::isDeviceName(text) ? std::string()
+                                        : std::string(
+                                              "must be 1 to 64 bytes of UTF-8 without control "
+                                              "characters, quotes and backslashes");
     };
     const auto number = [](const std::string& text) {
-        return vpnd::isDeviceNumber(text) ? std::string() : std::string("not a usable number");
+        return vpnd::isDeviceNumber(text)
+                   ? std::string()
+                   : std::string("must be 1 to 64 letters, digits and -_.:/");
     };
     app.add_option("--listen", options.listen,
                    "Where clients connect, ADDRESS:PORT; port 0 takes a free one")
@@ -120,7 +127,9 @@ int main(int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : kExitUsage;
+        if (error.get_exit_code() == 0) return app.exit(error);
+        std::fprintf(stderr, "orva-vpnd: %s; see --help\n", error.what());
+        return kExitUsage;
     }
     spdlog::set_level(spdlog::level::from_str(options.logLevel));
 

@@ -115,6 +115,24 @@ TEST(DaemonTest, ATakenPortIsOneClearLineAndCodeTwo)
                                 ": the port is taken; is another orva-vpnd running?\n");
 }
 
+TEST(DaemonTest, AWrongOptionIsOneLineThatSaysWhatIsAllowed)
+{
+    const std::pair<Arguments, std::string> cases[] = {
+        {{"--listen", "localhost:9009"},
+         "--listen: must be a numeric address with port, such as 127.0.0.1:9009"},
+        {{"--serial", "a b"}, "--serial: must be 1 to 64 letters, digits and -_.:/"},
+        {{"--device-name", "a\xc2\x9b"},
+         "--device-name: must be 1 to 64 bytes of UTF-8 without control characters, quotes and "
+         "backslashes"},
+    };
+    for (const auto& [arguments, says] : cases) {
+        ChildProcess process = run(arguments);
+        EXPECT_EQ(process.exitCode(), 2);
+        EXPECT_EQ(process.out(), "");
+        EXPECT_EQ(process.err(), "orva-vpnd: " + says + "; see --help\n");
+    }
+}
+
 TEST(DaemonTest, APortCanBeUsedAgainRightAfterTheEnd)
 {
     std::string address;

@@ -162,7 +162,8 @@ TEST(ValidationTest, DeviceNamesAreAnyTextWithoutControlCharactersAndQuotes)
     }
     using namespace std::string_literals;
     for (const std::string& text :
-         {""s, "a\n"s, "a\0"s, "a\x7f"s, "a\"b"s, "a'b"s, "a\\b"s, std::string(65, 'n')}) {
+         {""s, "a\n"s, "a\0"s, "a\x7f"s, "a\xc2\x9b"s, "a\xff"s, "a\xe9\x9d"s, "\xc0\xaf"s,
+          "\xed\xa0\x80"s, "\xf4\x90\x80\x80"s, "a\"b"s, "a'b"s, "a\\b"s, std::string(65, 'n')}) {
         EXPECT_FALSE(isDeviceName(text)) << text;
     }
 }
