@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <chrono>
@@ -106,6 +107,8 @@ void PanelProgram::start(const std::vector<std::string>& arguments, bool termina
     int err[2];
     if (terminal) {
         openTerminal(out[0], out[1]);
+        const winsize size = {m_rows, m_columns, 0, 0};
+        if (::ioctl(out[1], TIOCSWINSZ, &size) != 0) throw std::runtime_error("no window");
     } else if (::pipe2(out, O_CLOEXEC) != 0) {
         throw std::runtime_error("no pipe");
     }

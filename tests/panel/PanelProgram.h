@@ -46,6 +46,12 @@ public:
     // The calls that the scripted driver got, one a line.
     std::string calls() const { return m_folder.read("log"); }
 
+    // From now on the terminal's window is so large; without it nobody knows.
+    void resizeTerminal(unsigned short rows, unsigned short columns)
+    {
+        m_rows = rows;
+        m_columns = columns;
+    }
     // From now on its standard output takes nothing, as on a full disk.
     void fillStandardOutput() { m_outputIsFull = true; }
 
@@ -67,6 +73,8 @@ private:
 
     const TestFolder& m_folder;
     bool m_outputIsFull = false;
+    unsigned short m_rows = 0;
+    unsigned short m_columns = 0;
     pid_t m_child = -1;
     int m_outFd = -1;
     int m_errFd = -1;

@@ -165,6 +165,21 @@ TEST_F(PollTest, OnATerminalTheTableIsRedrawnInPlace)
     EXPECT_THAT(result.out, HasSubstr("\x1b[4A\x1b[Jcycle 2"));
 }
 
+TEST_F(PollTest, ATableWiderThanTheWindowIsCutAndATallerOneIsNotDrawnOver)
+{
+    program().script("cycle 0 1=Gerät-with-a-long-name 2=5\n");
+    const std::vector<std::string> arguments = {
+        "poll", "--driver", plugin("scripted_driver"), "--cycles", "2", "--period", "0"};
+    program().resizeTerminal(4, 30);
+    const std::string cut = program().runOnTerminal(arguments).out;
+    EXPECT_THAT(cut, HasSubstr("   1  server address    Gerät-\r\n"));
+    EXPECT_THAT(cut, HasSubstr("\x1b[3A\x1b[Jcycle 2: code 0 (VPN connected\r\n"));
+    program().resizeTerminal(3, 200);
+    const std::string lines = program().runOnTerminal(arguments).out;
+    EXPECT_THAT(lines, Not(HasSubstr("\x1b")));
+    EXPECT_THAT(lines, HasSubstr("Gerät-with-a-long-name\r\n   2  server port       5\r\ncycle 2"));
+}
+
 TEST_F(PollTest, JsonKeepsTheDriversOwnTextOffStandardOutput)
 {
     program().script("say loadData[159] failed\ncycle 1\n");
