@@ -20,7 +20,7 @@ namespace
 
 struct CheckCommandOptions {
     CheckOptions check;
-    std::string library;
+    std::string file;
     std::string stringAbi;
     bool noDryCycle = false;
 };
@@ -54,16 +54,16 @@ int check(CheckCommandOptions options)
     if (!options.stringAbi.empty()) {
         options.check.stringAbi = options.stringAbi == "new" ? StringAbi::kNew : StringAbi::kOld;
     }
-    const std::vector<Finding> findings = checkLibrary(options.library, options.check);
+    const std::vector<Finding> findings = checkLibrary(options.file, options.check);
     Output output(Output::DriverText::kMixedIn);
-    output.write(options.library + "\n");
+    output.write(options.file + "\n");
     for (const Finding& finding : findings) output.write(findingText(finding));
 
     const auto wrong = std::find_if(findings.begin(), findings.end(), [](const Finding& finding) {
         return finding.grade == Grade::kWrong;
     });
     if (wrong == findings.end()) return kExitDone;
-    complain("'" + options.library + "' can not be used as a driver: " + wrong->subject + ": " +
+    complain("'" + options.file + "' can not be used as a driver: " + wrong->subject + ": " +
              displayText(std::string_view(wrong->text)));
     return kExitFailed;
 }
@@ -75,7 +75,7 @@ void addCheckCommand(CLI::App& app, int& exitCode)
     CLI::App* command =
         app.add_subcommand("check", "Look at a driver library before a panel has to load it");
     const auto options = std::make_shared<CheckCommandOptions>();
-    command->add_option("library", options->library, "The library")->required()->type_name("LIB");
+    command->add_option("library", options->file, "The library")->required()->type_name("LIB");
     command
         ->add_option("--target", options->check.target,
                      "What the library is for; the PC that this runs on unless given")

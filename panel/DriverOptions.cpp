@@ -16,7 +16,7 @@ namespace panel
 
 void DriverOptions::addTo(CLI::App& command)
 {
-    command.add_option("--driver", library, "The driver library")->required()->type_name("LIB");
+    command.add_option("--driver", file, "The driver library")->required()->type_name("LIB");
     command.add_option("--device", device, "Name of the device, \"VPN\" unless given")
         ->type_name("NAME");
     CLI::Option* highest =

@@ -20,7 +20,7 @@ constexpr std::int32_t kDefaultMaxChannel = 10;
 
 // The options of every command that drives one device.
 struct DriverOptions {
-    std::string library;
+    std::string file;
     std::string device = "VPN";
     std::int32_t maxChannel = kDefaultMaxChannel;
     std::string blobFile;

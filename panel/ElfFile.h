@@ -27,7 +27,7 @@ struct ElfSymbol {
 
 // A version of symbols that a library must define, such as GLIBC_2.34.
 struct ElfVersion {
-    std::string_view library;
+    std::string_view from;
     std::string_view name;
     bool weak = false;  // it loads without
 };

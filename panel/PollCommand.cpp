@@ -34,7 +34,7 @@ int poll(const PollOptions& options)
 
     const CycleStyle style = chooseCycleStyle(options.driver.json);
     Output output(driverTextFor(style));
-    const DriverLibrary library(options.driver.library);
+    const DriverLibrary library(options.driver.file);
     const StopSignal stop;
     VariableStore variables;
     DeviceSession session(library, options.driver.device, variables);

@@ -44,7 +44,7 @@ int send(const SendOptions& options)
 
     Output output(options.driver.json ? Output::DriverText::kToStderr
                                       : Output::DriverText::kMixedIn);
-    const DriverLibrary library(options.driver.library);
+    const DriverLibrary library(options.driver.file);
     DeviceSession session(library, options.driver.device, variables);
     if (!initOrComplain(session, blob)) return kExitDriverCode;
 

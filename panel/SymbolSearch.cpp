@@ -40,7 +40,7 @@ void addMissingVersions(const ElfFile& file, const std::string& name, const ElfF
     const auto& defined = library.definedVersions;
     if (defined.empty()) return;
     for (const ElfVersion& version : file.versions) {
-        if (version.library != name || version.weak) continue;
+        if (version.from != name || version.weak) continue;
         if (std::find(defined.begin(), defined.end(), version.name) != defined.end()) continue;
         missing.push_back(std::string(version.name) + " in " + name);
     }

@@ -31,7 +31,7 @@ int write(const WriteOptions& options)
 
     Output output(options.driver.json ? Output::DriverText::kToStderr
                                       : Output::DriverText::kMixedIn);
-    const DriverLibrary library(options.driver.library);
+    const DriverLibrary library(options.driver.file);
     VariableStore variables;
     DeviceSession session(library, options.driver.device, variables);
     if (!initOrComplain(session, blob)) return kExitDriverCode;
