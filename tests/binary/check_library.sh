@@ -117,9 +117,6 @@ for name in $(awk '$1 == "w" || $1 == "v" { print $2 }' <<<"$dynamic_symbols"); 
     __gmon_start__ | _ITM_*TMCloneTable) ;;
     # In one of the libraries that it needs.
     *@*) ;;
-    # Transactions and threads, which a static libstdc++ does without.
-    _ITM_* | __pthread_* | pthread_*)
-        [ -n "$static_cxx" ] || fail weak "$name may be missing in the host unnoticed" ;;
     *) fail weak "$name may be missing in the host unnoticed" ;;
     esac
 done
