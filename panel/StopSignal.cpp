@@ -23,6 +23,7 @@ constexpr std::array<int, 2> kSignals = {SIGINT, SIGTERM};
 // What the handler needs; -1 while nobody listens.
 std::atomic<int> wakeFd{-1};
 std::array<struct sigaction, kSignals.size()> oldActions;
+std::atomic<bool> taken{false};  // one of the signals has come
 
 void wake(int fd)
 {
@@ -31,12 +32,15 @@ void wake(int fd)
     if (::write(fd, &one, sizeof one) < 0) return;
 }
 
-extern "C" void onStopSignal(int)
+extern "C" void onStopSignal(int number)
 {
     const int savedErrno = errno;
-    // A driver that does not come back must not keep people: the next one of
-    // either signal ends the program.
-    for (const int number : kSignals) std::signal(number, SIG_DFL);
+    // A driver that does not come back must not keep people: the second of either
+    // signal ends the program, even when two threads take both at the same time.
+    if (taken.exchange(true)) {
+        std::signal(number, SIG_DFL);
+        ::raise(number);  // waits for the end of this handler
+    }
     wake(wakeFd.load());
     errno = savedErrno;
 }
@@ -47,6 +51,7 @@ StopSignal::StopSignal() : m_fd(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
     if (m_fd < 0) throw PanelError("no descriptor left for the signals");
     wakeFd = m_fd;
+    taken = false;
     struct sigaction action = {};
     action.sa_handler = onStopSignal;
     action.sa_flags = SA_RESTART;
