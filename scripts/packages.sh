@@ -53,6 +53,9 @@ TEST_PACKAGES=(
     "googletest=test framework, as source"
     "binutils=readelf and nm for the tests of the library file"
     "strace=test of the system calls in a cycle"
+    "dpkg-dev=dependencies of the packages"
+    "file=CPack finds the programs in a package with it"
+    "pkg-config=test of the development package"
     "util-linux=unshare and flock: a network of its own for port 9009"
     "iproute2=the loopback interface in that network"
 )
