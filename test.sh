@@ -1,22 +1,25 @@
 #!/usr/bin/env bash
 # Builds and tests everything, stage by stage.
 #
-#   ./test.sh [STAGE...]      only these stages
+#   ./test.sh [STAGE...]      only these stages; without any all of them but nightly
 #
+#   format      no source differs from what clang-format makes of it
 #   release     optimised, as shipped; packages and pages included
 #   asan        with address and undefined-behaviour sanitizers
+#   threads     service and panel with the thread sanitizer
 #   armv7       for the panel's processor, under emulation
-#   matrix      the driver with clang++, signed and unsigned char, -O0, -O3, other libraries
+#   matrix      the driver with clang++, unsigned char, -O0, -O3, other libraries
 #   toolchains  the driver compiled by the oldest and newest compilers of Debian
+#   nightly     what takes longer: all packages built twice
 set -euo pipefail
 cd "$(dirname "$0")"
 . scripts/packages.sh
 
 usage() {
-    sed -n '2,10s/^# \{0,1\}//p' "$0"
+    sed -n '2,14s/^# \{0,1\}//p' "$0"
 }
 
-all=(release asan armv7 matrix toolchains)
+all=(format release asan threads armv7 matrix toolchains nightly)
 stages=()
 for argument in "$@"; do
     case $argument in
@@ -30,9 +33,20 @@ for argument in "$@"; do
             ;;
     esac
 done
-[ ${#stages[@]} -gt 0 ] || stages=("${all[@]}")
+[ ${#stages[@]} -gt 0 ] || stages=("${all[@]:0:${#all[@]}-1}")
 
+# Nothing depends on the language of whoever runs it.
+export LC_ALL=C.UTF-8
+unset LANGUAGE
+if command -v ccache >/dev/null; then
+    export CMAKE_CXX_COMPILER_LAUNCHER=ccache
+    # The headers that the tests share are compiled once, before the tests.
+    export CCACHE_SLOPPINESS=pch_defines,time_macros
+fi
+
+begun=$SECONDS
 require_packages "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}"
+times=("$(printf '%-11s %4d s' packages $((SECONDS - begun)))")
 
 # Builds a preset and runs all of its tests.
 run_preset() {
@@ -45,16 +59,28 @@ for stage in "${stages[@]}"; do
     printf '== %s\n' "$stage"
     begun=$SECONDS
     case $stage in
+        format) scripts/format.sh --check ;;
         matrix) scripts/matrix.sh ;;
         toolchains) scripts/toolchains.sh ;;
+        nightly)
+            cmake --preset release -DBUILD_TESTING=ON >/dev/null
+            cmake --build --preset release
+            ctest --preset nightly
+            ;;
         armv7)
             if ! (require_packages "${ARMV7_PACKAGES[@]}"); then
-                printf '== armv7: SKIPPED: cross compiler or qemu-user can not be installed here\n'
+                printf '== armv7: SKIPPED: cross compiler or qemu-user cannot be installed here\n'
+                times+=("$(printf '%-11s skipped' armv7)")
                 continue
             fi
             run_preset armv7
             ;;
         *) run_preset "$stage" ;;
     esac
+    times+=("$(printf '%-11s %4d s' "$stage" $((SECONDS - begun)))")
     printf '== %s: passed in %d s\n' "$stage" $((SECONDS - begun))
 done
+
+printf '\nEverything passed:\n'
+printf '  %s\n' "${times[@]}"
+printf '  %-11s %4d s\n' "in all" $SECONDS
