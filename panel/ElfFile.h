@@ -50,7 +50,7 @@ public:
     std::uint16_t machine = 0;  // EM_...
     std::uint32_t flags = 0;    // of the processor
     bool sharedObject = false;
-    bool isProgram = false;                           // one that can stand anywhere is marked as both
+    bool isProgram = false;                         // one that can stand anywhere is marked as both
     std::vector<std::string_view> needed;           // libraries
     std::vector<ElfVersion> versions;               // needed
     std::vector<std::string_view> definedVersions;  // empty: its symbols have none

@@ -10,18 +10,16 @@ namespace
 
 using namespace peer_link;
 
-constexpr unsigned int kTimeOutMs = 5000;
-
 // The call fails and the connection is closed afterwards, seen from both sides.
 void expectBroken(PeerLink& link, const std::string& info)
 {
-    const Outcome outcome = call(link.client, kTimeOutMs);
+    const Outcome outcome = call(link.client, kAmpleMs);
     EXPECT_TRUE(outcome.raised);
     EXPECT_EQ(outcome.func, "sync");
     EXPECT_EQ(outcome.info, info);
     EXPECT_FALSE(outcome.hasResult);
     EXPECT_FALSE(link.client.online());
-    EXPECT_EQ(call(link.client, kTimeOutMs).info, "not connected");
+    EXPECT_EQ(call(link.client, kAmpleMs).info, "not connected");
     if (link.peer() < 0) return;
     while (!link.takeRequest().empty()) {
     }
@@ -98,7 +96,7 @@ TEST(DispatchClientFaultTest, AReplyToTheNextCallBehindTheAwaitedOne)
 {
     PeerLink link;
     ASSERT_TRUE(link.send(reply(1, "first") + reply(2, "guessed")));
-    EXPECT_EQ(call(link.client, kTimeOutMs).block, "first");
+    EXPECT_EQ(call(link.client, kAmpleMs).block, "first");
     EXPECT_TRUE(link.client.online());
     expectBroken(link, "reply to call 2, which was not made");
 }
@@ -107,16 +105,16 @@ TEST(DispatchClientFaultTest, ASecondReplyToTheSameCallIsSkipped)
 {
     PeerLink link;
     ASSERT_TRUE(link.send(reply(1, "first") + reply(1, "again")));
-    EXPECT_EQ(call(link.client, kTimeOutMs).block, "first");
+    EXPECT_EQ(call(link.client, kAmpleMs).block, "first");
     ASSERT_TRUE(link.send(reply(1, "and again") + reply(2, "second")));
-    EXPECT_EQ(call(link.client, kTimeOutMs).block, "second");
+    EXPECT_EQ(call(link.client, kAmpleMs).block, "second");
 }
 
 TEST(DispatchClientFaultTest, AMalformedFrameBehindTheReplyBreaksTheNextCall)
 {
     PeerLink link;
     ASSERT_TRUE(link.send(reply(1, "first") + Bytes{0, 0, 0, 0}));
-    EXPECT_EQ(call(link.client, kTimeOutMs).block, "first");
+    EXPECT_EQ(call(link.client, kAmpleMs).block, "first");
     expectBroken(link, "malformed frame from the service");
 }
 
@@ -127,7 +125,7 @@ TEST(DispatchClientFaultTest, WhatASocketThatIsNoneRaises)
     QZ::RPC::DispatchClient client(QZ::Net::Address("127.0.0.1:1"),
                                    new OneSocketFactory(pipeFds[0]));
     EXPECT_FALSE(client.online());
-    EXPECT_EQ(call(client, kTimeOutMs).info, "socket error 88 while sending");
+    EXPECT_EQ(call(client, kAmpleMs).info, "socket error 88 while sending");
     close(pipeFds[1]);
 }
 

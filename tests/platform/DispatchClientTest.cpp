@@ -20,8 +20,6 @@ using QZ::Net::Address;
 using QZ::RPC::DispatchClient;
 using QZ::RPC::SyncProxy;
 
-constexpr unsigned int kTimeOutMs = 5000;
-
 std::ptrdiff_t openDescriptors()
 {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
@@ -31,7 +29,7 @@ TEST(DispatchClientTest, ACallSendsItsRequestAndGivesTheReply)
 {
     PeerLink link;
     ASSERT_TRUE(link.send(reply(1, "result")));
-    const Outcome outcome = call(link.client, kTimeOutMs, "argument");
+    const Outcome outcome = call(link.client, kAmpleMs, "argument");
     EXPECT_FALSE(outcome.raised) << outcome.info;
     EXPECT_EQ(outcome.block, "result");
     QZ::RPC::ByteBuffer request;
@@ -47,7 +45,7 @@ TEST(DispatchClientTest, CallsAreNumberedFromOne)
     PeerLink link;
     for (std::uint32_t id = 1; id <= 300; ++id) {
         ASSERT_TRUE(link.send(reply(id, std::to_string(id))));
-        ASSERT_EQ(call(link.client, kTimeOutMs).block, std::to_string(id));
+        ASSERT_EQ(call(link.client, kAmpleMs).block, std::to_string(id));
         const Bytes request = link.takeRequest();
         ASSERT_EQ(request.at(4) | request.at(5) << 8, static_cast<int>(id));
     }
@@ -57,7 +55,7 @@ TEST(DispatchClientTest, AReplyMayBeEmpty)
 {
     PeerLink link;
     ASSERT_TRUE(link.send(reply(1, "")));
-    const Outcome outcome = call(link.client, kTimeOutMs);
+    const Outcome outcome = call(link.client, kAmpleMs);
     EXPECT_TRUE(outcome.hasResult);
     EXPECT_EQ(outcome.block, "");
 }
@@ -69,7 +67,7 @@ TEST(DispatchClientTest, AReplyMayComeByteByByte)
         link.takeRequest();
         for (const unsigned char byte : reply(1, "slow")) link.send({byte});
     });
-    EXPECT_EQ(call(link.client, kTimeOutMs).block, "slow");
+    EXPECT_EQ(call(link.client, kAmpleMs).block, "slow");
     service.join();
 }
 
@@ -83,7 +81,7 @@ TEST(DispatchClientTest, TheLongestFramesGoBothWays)
         received = link.takeRequest().size();
         link.send(reply(1, result));
     });
-    const Outcome outcome = call(link.client, kTimeOutMs, argument);
+    const Outcome outcome = call(link.client, kAmpleMs, argument);
     service.join();
     EXPECT_FALSE(outcome.raised) << outcome.info;
     EXPECT_EQ(received, QZ::RPC::kMaxFrameBytes + 4);
@@ -94,21 +92,21 @@ TEST(DispatchClientTest, ARequestThatIsTooLongIsRefusedAndNothingIsSent)
 {
     PeerLink link;
     const Outcome outcome =
-        call(link.client, kTimeOutMs, std::string(QZ::RPC::kMaxFrameBytes - 13, 'a'));
+        call(link.client, kAmpleMs, std::string(QZ::RPC::kMaxFrameBytes - 13, 'a'));
     EXPECT_TRUE(outcome.raised);
     EXPECT_EQ(outcome.func, "sync");
     EXPECT_EQ(outcome.info, "request longer than 1048576 bytes");
     EXPECT_TRUE(link.isQuiet());
     EXPECT_TRUE(link.client.online());
     ASSERT_TRUE(link.send(reply(1, "next")));
-    EXPECT_EQ(call(link.client, kTimeOutMs).block, "next");
+    EXPECT_EQ(call(link.client, kAmpleMs).block, "next");
 }
 
 TEST(DispatchClientTest, AnErrorReplyIsANormalReturnWithoutAResult)
 {
     PeerLink link;
     ASSERT_TRUE(link.send(reply(1, "why", QZ::RPC::ReplyStatus::kError) + reply(2, "next")));
-    const Outcome outcome = call(link.client, kTimeOutMs);
+    const Outcome outcome = call(link.client, kAmpleMs);
     EXPECT_FALSE(outcome.raised);
     EXPECT_FALSE(outcome.hasResult);
     EXPECT_TRUE(link.client.online());
@@ -118,7 +116,7 @@ TEST(DispatchClientTest, TheResultIsGoneWithTheNextCall)
 {
     PeerLink link;
     ASSERT_TRUE(link.send(reply(1, "result")));
-    ASSERT_TRUE(call(link.client, kTimeOutMs).hasResult);
+    ASSERT_TRUE(call(link.client, kAmpleMs).hasResult);
     SyncProxy proxy(&link.client);
     EXPECT_NE(proxy.resultBuffer(), nullptr);
     proxy.argsBuffer("method");
@@ -197,7 +195,7 @@ TEST(DispatchClientTest, PendingBytesCountAsOnlineAndAClosedPeerDoesNot)
     ASSERT_TRUE(link.send(reply(1, "early")));
     EXPECT_TRUE(link.client.online());
     EXPECT_TRUE(link.client.online());
-    EXPECT_EQ(call(link.client, kTimeOutMs).block, "early");
+    EXPECT_EQ(call(link.client, kAmpleMs).block, "early");
     link.hangUp();
     EXPECT_FALSE(link.client.online());
     EXPECT_FALSE(link.client.online());
@@ -211,7 +209,7 @@ TEST(DispatchClientTest, StopClosesTheConnectionForGood)
     EXPECT_EQ(recv(link.peer(), &byte, 1, 0), 0);
     link.client.stop();
     EXPECT_FALSE(link.client.online());
-    const Outcome outcome = call(link.client, kTimeOutMs);
+    const Outcome outcome = call(link.client, kAmpleMs);
     EXPECT_EQ(outcome.func, "sync");
     EXPECT_EQ(outcome.info, "not connected");
 }
@@ -250,7 +248,7 @@ TEST(DispatchClientTest, WithoutAConnectionItIsOfflineAndRaisesNothing)
         EXPECT_EQ(seen.port, 9009);
         EXPECT_EQ(seen.timeOutMs, 3000u);
         EXPECT_FALSE(client.online());
-        EXPECT_EQ(call(client, kTimeOutMs).info, "not connected");
+        EXPECT_EQ(call(client, kAmpleMs).info, "not connected");
         client.stop();
         EXPECT_EQ(seen.deleted, 0);
     }
@@ -284,7 +282,7 @@ TEST(DispatchClientTest, NoDescriptorStaysOpen)
     for (int i = 0; i < 20; ++i) {
         PeerLink link;
         ASSERT_TRUE(link.send(reply(1, "x")));
-        call(link.client, kTimeOutMs);
+        call(link.client, kAmpleMs);
         if (i % 2 == 0) link.client.stop();
         if (i % 3 == 0) link.hangUp();
         if (i % 5 == 0) call(link.client, 1);
@@ -313,7 +311,7 @@ TEST(DispatchClientTest, DescriptorsAboveAThousandAndTwentyFourWork)
         const Bytes late = reply(1, "late") + reply(2, "answer");
         ASSERT_EQ(call(client, 20).info, "no reply within 20 ms");  // through poll
         ASSERT_EQ(write(fds[1], late.data(), late.size()), static_cast<ssize_t>(late.size()));
-        EXPECT_EQ(call(client, kTimeOutMs).block, "answer");
+        EXPECT_EQ(call(client, kAmpleMs).block, "answer");
     }
     close(fds[1]);
     setrlimit(RLIMIT_NOFILE, &limit);

@@ -21,6 +21,9 @@ namespace peer_link
 
 using Bytes = std::vector<unsigned char>;
 
+// Time-out of a call that is not meant to reach it.
+constexpr unsigned int kAmpleMs = 5000;
+
 inline Bytes operator+(Bytes a, const Bytes& b)
 {
     a.insert(a.end(), b.begin(), b.end());

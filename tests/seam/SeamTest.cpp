@@ -68,8 +68,6 @@ private:
     Destroy m_destroy = nullptr;
 };
 
-}  // namespace
-
 TEST_F(SeamTest, ACyclePublishesWhatTheOtherPlatformsServiceSays)
 {
     EXPECT_EQ(collect(), kResultOk);
@@ -122,3 +120,5 @@ TEST_F(SeamTest, AReplyOfTheWrongTypeEndsAsTheDriversOwnFailure)
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "mfDevIOCtrl[293] failed with: GeneratedUnpack-deserialize failed\n");
 }
+
+}  // namespace

@@ -8,7 +8,13 @@
 namespace
 {
 
-using namespace vpnd;
+using vpnd::equalsSecret;
+using vpnd::isBeatInterval;
+using vpnd::isCredential;
+using vpnd::isDeviceName;
+using vpnd::isDeviceNumber;
+using vpnd::isPort;
+using vpnd::isServerAddress;
 
 std::string repeated(const std::string& text, int count)
 {

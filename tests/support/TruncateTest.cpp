@@ -8,8 +8,7 @@
 namespace
 {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using Double = std::numeric_limits<double>;
 
 TEST(TruncateTest, TruncatesTowardZero)
 {
@@ -29,26 +28,26 @@ TEST(TruncateTest, SaturatesAtTheEndsOfTheTarget)
     EXPECT_EQ(truncToInt(2147483647.5), INT32_MAX);
     EXPECT_EQ(truncToInt(2147483648.0), INT32_MAX);
     EXPECT_EQ(truncToInt(1e308), INT32_MAX);
-    EXPECT_EQ(truncToInt(kInfinity), INT32_MAX);
+    EXPECT_EQ(truncToInt(Double::infinity()), INT32_MAX);
     EXPECT_EQ(truncToInt(-2147483647.9), -2147483647);
     EXPECT_EQ(truncToInt(-2147483648.0), INT32_MIN);
     EXPECT_EQ(truncToInt(-2147483648.9), INT32_MIN);
     EXPECT_EQ(truncToInt(-1e308), INT32_MIN);
-    EXPECT_EQ(truncToInt(-kInfinity), INT32_MIN);
+    EXPECT_EQ(truncToInt(-Double::infinity()), INT32_MIN);
 
     EXPECT_EQ(truncToUnsigned(4294967294.9), 4294967294U);
     EXPECT_EQ(truncToUnsigned(4294967295.0), UINT32_MAX);
     EXPECT_EQ(truncToUnsigned(4294967296.0), UINT32_MAX);
-    EXPECT_EQ(truncToUnsigned(kInfinity), UINT32_MAX);
+    EXPECT_EQ(truncToUnsigned(Double::infinity()), UINT32_MAX);
     EXPECT_EQ(truncToUnsigned(-1.0), 0U);
-    EXPECT_EQ(truncToUnsigned(-kInfinity), 0U);
+    EXPECT_EQ(truncToUnsigned(-Double::infinity()), 0U);
 }
 
 TEST(TruncateTest, TakesNaNAsZero)
 {
-    EXPECT_EQ(truncToInt(kNaN), 0);
-    EXPECT_EQ(truncToInt(-kNaN), 0);
-    EXPECT_EQ(truncToUnsigned(kNaN), 0U);
+    EXPECT_EQ(truncToInt(Double::quiet_NaN()), 0);
+    EXPECT_EQ(truncToInt(-Double::quiet_NaN()), 0);
+    EXPECT_EQ(truncToUnsigned(Double::quiet_NaN()), 0U);
 }
 
 TEST(TruncateTest, WorksAtCompileTime)
