@@ -3,8 +3,6 @@
 #include "device/ServiceFailure.h"
 #include "host/StatusCodes.h"
 
-#include <strings.h>
-
 namespace
 {
 
@@ -36,10 +34,20 @@ constexpr Command kCommands[kCommandCount] = {
     {IOCTRL_STR_PROPERTYNAME[11], &CDevBas::_SetPasswd},
 };
 
+char lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+// On purpose not strcasecmp or MakeUpper: the host's locale has a say in them, and in a
+// Turkish one "i" and "I" are two letters.
+bool isWord(const char* name, const char* word)
+{
+    for (; *name != '\0' && lowered(*name) == lowered(*word); ++name) ++word;
+    return *name == *word;
+}
+
 const Command* findCommand(const char* name)
 {
     for (const Command& command : kCommands) {
-        if (strcasecmp(name, command.word) == 0) return &command;
+        if (isWord(name, command.word)) return &command;
     }
     return nullptr;
 }
@@ -60,7 +68,6 @@ int CDevBas::mfDevIOCtrl(ORVA_DATA& data, CString& command, CArray<double, doubl
     // One by one: not every runtime's CString hands itself back.
     name.TrimLeft();
     name.TrimRight();
-    name.MakeUpper();
     // On purpose: what the first ")" cuts off is lost, also when it stands before the "(".
     CString arguments;
     if (close > open) arguments = command.Mid(open + 1, close - open - 1);
@@ -68,7 +75,7 @@ int CDevBas::mfDevIOCtrl(ORVA_DATA& data, CString& command, CArray<double, doubl
     arguments.TrimRight();
 
     // On purpose before initData: the write path connects only for a channel that can be written.
-    if (strcasecmp(name, kWriteKeyword) == 0) return mfDevIOWriteChannel(data, arguments);
+    if (isWord(name, kWriteKeyword)) return mfDevIOWriteChannel(data, arguments);
 
     const Command* found = findCommand(name);
     if (found == nullptr) return kResultBadCommand;

@@ -126,6 +126,14 @@ done
 end undefined "only the host's two tool functions, and they may be missing"
 
 begin
+for name in $(awk '$1 == "U" { sub(/@.*/, "", $2); print $2 }' <<<"$dynamic_symbols"); do
+    case $name in
+    setlocale | uselocale) fail locale "calls $name; the locale is the host's" ;;
+    esac
+done
+end locale "left to the host"
+
+begin
 # Symbols follow their file: a constructor is the tables' where its file has tables.
 constructors=$(awk -v static="$static_cxx" '
     $4 == "FILE" { file = $8 }

@@ -156,14 +156,6 @@ void CString::TrimRight()
     *this = Left(length);
 }
 
-void CString::MakeUpper()
-{
-    char* const text = ownBytes(0);
-    std::transform(text, text + GetLength(), text, [](char c) {
-        return static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    });
-}
-
 int CString::CompareNoCase(const char* text) const { return strcasecmp(*this, text); }
 
 void CString::Format(const char* format, ...)

@@ -35,7 +35,6 @@ public:
     // Unlike the driver's usual platform these return nothing.
     void TrimLeft();
     void TrimRight();
-    void MakeUpper();
 
     int CompareNoCase(const char* text) const;
     void Format(const char* format, ...) __attribute__((format(printf, 2, 3)));
