@@ -1,11 +1,11 @@
 #include "platform/Deadline.h"
+#include "platform/FileDescriptor.h"
 #include "platform/QZRPC.h"
 #include "platform/RpcWire.h"
 
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -33,17 +33,13 @@ constexpr std::size_t kMaxReceiveBytes = 65536;
 }  // namespace
 
 struct DispatchClient::Impl {
-    ~Impl() { drop(); }
-
-    // Closes the socket. What was received stays readable.
-    void drop();
     // Sends the started request and waits for its reply, as SyncProxy::sync() says.
     void exchange(unsigned int timeOutMs);
 
     std::unique_ptr<Net::IClientFactory> factory;
-    int fd = -1;
-    bool started = false;    // request holds a call that was not tried yet
-    bool hasResult = false;  // result is the block of the last reply
+    Net::FileDescriptor socket;  // closed, what was received stays readable
+    bool started = false;        // request holds a call that was not tried yet
+    bool hasResult = false;      // result is the block of the last reply
     ByteBuffer request;
     ByteView result;
 
@@ -63,15 +59,9 @@ private:
     friend class SyncProxy;
 };
 
-void DispatchClient::Impl::drop()
-{
-    if (fd >= 0) close(fd);
-    fd = -1;
-}
-
 void DispatchClient::Impl::breakOff(const std::string& info)
 {
-    drop();
+    socket.reset();
     fail(info);
 }
 
@@ -80,15 +70,24 @@ void DispatchClient::Impl::exchange(unsigned int timeOutMs)
     const Deadline deadline(timeOutMs);
     hasResult = false;
     const bool wasStarted = std::exchange(started, false);
-    if (fd < 0) fail("not connected");
+    if (!socket.isOpen()) fail("not connected");
     if (!wasStarted) fail("no call was started");
     if (!endFrame(request))
         fail("request longer than " + std::to_string(kMaxFrameBytes) + " bytes");
 
     takeFrames(false);
-    const bool atOnce = sendRequest(deadline, timeOutMs);
-    m_calls.issued();
-    awaitReply(deadline, timeOutMs, atOnce);
+    try {
+        const bool atOnce = sendRequest(deadline, timeOutMs);
+        m_calls.issued();
+        awaitReply(deadline, timeOutMs, atOnce);
+    } catch (const Net::Exception&) {
+        throw;
+    } catch (...) {
+        // A cancelled thread leaves from within a system call: what that has sent or taken,
+        // nobody knows.
+        socket.reset();
+        throw;
+    }
 }
 
 bool DispatchClient::Impl::sendRequest(const Deadline& deadline, unsigned int timeOutMs)
@@ -96,8 +95,8 @@ bool DispatchClient::Impl::sendRequest(const Deadline& deadline, unsigned int ti
     const std::vector<unsigned char>& bytes = request.bytes();
     std::size_t sent = 0;
     for (bool atOnce = true;; atOnce = false) {
-        const ssize_t count =
-            send(fd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t count = send(socket.get(), bytes.data() + sent, bytes.size() - sent,
+                                   MSG_NOSIGNAL | MSG_DONTWAIT);
         if (count > 0) sent += static_cast<std::size_t>(count);
         if (sent == bytes.size()) return atOnce;
         if (count < 0 && errno != EINTR && errno != EAGAIN) {
@@ -107,7 +106,7 @@ bool DispatchClient::Impl::sendRequest(const Deadline& deadline, unsigned int ti
         // never come to read the rest of the request.
         const short ready = waitFor(POLLOUT | POLLIN, deadline);
         if (ready == 0) {
-            if (sent != 0) drop();
+            if (sent != 0) socket.reset();
             fail("request not sent within " + std::to_string(timeOutMs) + " ms");
         }
         if ((ready & POLLIN) != 0 && receive(MSG_DONTWAIT)) takeFrames(false);
@@ -139,7 +138,7 @@ bool DispatchClient::Impl::receive(int flags)
     } catch (const std::bad_alloc&) {
         breakOff("out of memory");
     }
-    const ssize_t count = recv(fd, to, wanted, flags);
+    const ssize_t count = recv(socket.get(), to, wanted, flags);
     if (count > 0) {
         m_reader.commit(static_cast<std::size_t>(count));
         return true;
@@ -178,7 +177,7 @@ bool DispatchClient::Impl::takeFrames(bool awaiting)
 short DispatchClient::Impl::waitFor(short events, const Deadline& deadline)
 {
     while (!deadline.passed()) {
-        pollfd entry = {fd, events, 0};
+        pollfd entry = {socket.get(), events, 0};
         const int ready = poll(&entry, 1, deadline.pollTimeoutMs());
         if (ready > 0) return entry.revents;
         if (ready < 0 && errno != EINTR) {
@@ -194,7 +193,7 @@ bool DispatchClient::Impl::setReceiveTimeout(unsigned int timeOutMs)
     timeval time = {};
     time.tv_sec = static_cast<time_t>(timeOutMs / 1000);
     time.tv_usec = static_cast<suseconds_t>(timeOutMs % 1000 * 1000);
-    if (setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time) != 0) return false;
+    if (setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time) != 0) return false;
     m_receiveTimeoutMs = timeOutMs;
     return true;
 }
@@ -205,20 +204,20 @@ DispatchClient::DispatchClient(Net::Address address, Net::IClientFactory* factor
     m_impl = std::make_unique<Impl>();
     m_impl->factory = std::move(owned);
     if (m_impl->factory != nullptr)
-        m_impl->fd = m_impl->factory->connect(address, kConnectTimeoutMs);
+        m_impl->socket.reset(m_impl->factory->connect(address, kConnectTimeoutMs));
 }
 
 DispatchClient::~DispatchClient() = default;
 
 bool DispatchClient::online() const
 {
-    if (m_impl->fd < 0) return false;
+    if (!m_impl->socket.isOpen()) return false;
     char byte = 0;
-    const ssize_t count = recv(m_impl->fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+    const ssize_t count = recv(m_impl->socket.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT);
     return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
 }
 
-void DispatchClient::stop() { m_impl->drop(); }
+void DispatchClient::stop() { m_impl->socket.reset(); }
 
 SyncProxy::SyncProxy(const utils::String&) {}
 
@@ -233,7 +232,7 @@ utils::IBuffer* SyncProxy::argsBuffer(const utils::String& method)
     if (m_connection == nullptr) return nullptr;
     DispatchClient::Impl& impl = *m_connection->m_impl;
     impl.hasResult = false;
-    impl.started = impl.fd >= 0 && !method.empty() && method.size() <= kMaxMethodBytes;
+    impl.started = impl.socket.isOpen() && !method.empty() && method.size() <= kMaxMethodBytes;
     if (!impl.started) return nullptr;
     beginRequest(impl.request, impl.m_calls.next(), method);
     return &impl.request;

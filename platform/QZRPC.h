@@ -12,6 +12,7 @@ namespace QZ::RPC
 //   1. The constructor connects, for at most 3000 ms; whether it succeeded, online() tells.
 //   2. Calls go over it through SyncProxy.
 //   3. stop() closes it for good; there is no reconnecting.
+// A thread that is cancelled in a call leaves a closed connection.
 class DispatchClient
 {
 public:

@@ -1,4 +1,5 @@
 #include "platform/Deadline.h"
+#include "platform/FileDescriptor.h"
 #include "platform/QZNet.h"
 
 #include <arpa/inet.h>
@@ -7,7 +8,6 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -79,11 +79,9 @@ public:
     int connect(const Address& address, unsigned int timeOutMs) override
     {
         const Deadline deadline(timeOutMs);
-        const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-        if (fd < 0) return -1;
-        if (establish(fd, address, deadline)) return fd;
-        close(fd);
-        return -1;
+        FileDescriptor fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        if (!fd.isOpen() || !establish(fd.get(), address, deadline)) return -1;
+        return fd.release();
     }
 };
 

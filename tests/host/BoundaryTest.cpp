@@ -1,6 +1,5 @@
 #include "tests/host/HostFixture.h"
-
-#include <pthread.h>
+#include "tests/platform/Cancellation.h"
 
 // No exception leaves an operation of the host interface.
 class BoundaryTest : public HostTest
@@ -60,29 +59,34 @@ TEST_F(BoundaryTest, CleanupAnswersZeroWhateverHappens)
 
 TEST_F(BoundaryTest, CancelledThreadUnwindsThroughTheDriver)
 {
-    service().answer("getProductSn", "x").atSync = [] { pthread_testcancel(); };
-    service().answer("setVPNPassword", 0).atSync = [] { pthread_testcancel(); };
-    using ThreadMain = void* (*)(void*);
-    const ThreadMain runs[] = {
-        [](void* device) -> void* {
-            pthread_cancel(pthread_self());
-            const int wanted[] = {0, 0, 0, 0, 0, 0, 0, 1};
-            static_cast<CDevCtrl*>(device)->CollectDevData(wanted, 8);
-            return nullptr;
-        },
-        [](void* device) -> void* {
-            pthread_cancel(pthread_self());
-            char text[] = "abc123";
-            static_cast<CDevCtrl*>(device)->WriteChannel(8, DATATYPE_STRING, text);
-            return nullptr;
-        },
-    };
-    for (const ThreadMain run : runs) {
-        pthread_t thread{};
-        ASSERT_EQ(pthread_create(&thread, nullptr, run, static_cast<CDevCtrl*>(&m_device)), 0);
-        void* result = nullptr;
-        ASSERT_EQ(pthread_join(thread, &result), 0);
-        EXPECT_EQ(result, PTHREAD_CANCELED);
-        EXPECT_EQ(service().events.back(), "client gone");
+    service().answer("getProductSn", "x").atSync = pthread_testcancel;
+    service().answer("setVPNPassword", 0).atSync = pthread_testcancel;
+    EXPECT_TRUE(cancellation::endsAtOnce([this] { collectAll(); }));
+    EXPECT_EQ(service().events.back(), "client gone");
+    EXPECT_TRUE(cancellation::endsAtOnce([this] {
+        char text[] = "abc123";
+        m_device.WriteChannel(8, DATATYPE_STRING, text);
+    }));
+    EXPECT_EQ(service().events.back(), "client gone");
+}
+
+TEST_F(BoundaryTest, CancelledThreadUnwindsFromEveryReadOfAResult)
+{
+    for (const char* method :
+         {"getDeviceVPNInfo", "getVPNEnabled", "getVpnState", "getProductSn"}) {
+        int read = 0;
+        const auto endsAtRead = [&] {
+            service().answersAll();
+            service().answers[method].atRead = pthread_testcancel;
+            service().answers[method].faultyRead = read;
+            return cancellation::endsAtOnce([this] { collectAll(); });
+        };
+        for (; endsAtRead(); ++read) {
+            EXPECT_EQ(service().calls.back(), method);
+            EXPECT_EQ(service().events.back(), "client gone");
+        }
+        EXPECT_GE(read, 3) << method << ": the tag's length, the tag, the value";
     }
+    EXPECT_EQ(collectAll(), 0) << "the object goes on working";
+    EXPECT_EQ(service().connectionsAlive, 1);
 }
