@@ -27,6 +27,14 @@ constexpr std::size_t kReceiveBytes = 4096;
 // More is taken at once while a long reply is under way, up to this.
 constexpr std::size_t kMaxReceiveBytes = 65536;
 
+// How long the kernel may wait inside the first receive. Its timer for that counts in ticks of
+// up to 10 ms and ends up to an eighth late; from there on poll() waits, which is exact.
+unsigned int firstWaitMs(unsigned int timeOutMs)
+{
+    constexpr unsigned int kTwoTicksMs = 20;
+    return timeOutMs <= kTwoTicksMs ? 0 : (timeOutMs - kTwoTicksMs) / 8 * 7;
+}
+
 // The texts hold numbers, never what was sent or received.
 [[noreturn]] void fail(const std::string& info) { throw Net::Exception("sync", info.c_str()); }
 
@@ -50,7 +58,7 @@ private:
     bool receive(int flags);
     bool takeFrames(bool awaiting);
     short waitFor(short events, const Deadline& deadline);
-    bool setReceiveTimeout(unsigned int timeOutMs);
+    bool setReceiveTimeout(unsigned int waitMs);
     [[noreturn]] void breakOff(const std::string& info);
 
     FrameReader m_reader;
@@ -117,8 +125,8 @@ void DispatchClient::Impl::awaitReply(const Deadline& deadline, unsigned int tim
                                       bool mayBlock)
 {
     // The common case: the kernel waits inside the one receive.
-    if (mayBlock && timeOutMs != 0 && setReceiveTimeout(timeOutMs) && receive(0) &&
-        takeFrames(true)) {
+    const unsigned int firstMs = firstWaitMs(timeOutMs);
+    if (mayBlock && firstMs != 0 && setReceiveTimeout(firstMs) && receive(0) && takeFrames(true)) {
         return;
     }
     do {
@@ -187,14 +195,14 @@ short DispatchClient::Impl::waitFor(short events, const Deadline& deadline)
     return 0;
 }
 
-bool DispatchClient::Impl::setReceiveTimeout(unsigned int timeOutMs)
+bool DispatchClient::Impl::setReceiveTimeout(unsigned int waitMs)
 {
-    if (timeOutMs == m_receiveTimeoutMs) return true;
+    if (waitMs == m_receiveTimeoutMs) return true;
     timeval time = {};
-    time.tv_sec = static_cast<time_t>(timeOutMs / 1000);
-    time.tv_usec = static_cast<suseconds_t>(timeOutMs % 1000 * 1000);
+    time.tv_sec = static_cast<time_t>(waitMs / 1000);
+    time.tv_usec = static_cast<suseconds_t>(waitMs % 1000 * 1000);
     if (setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time) != 0) return false;
-    m_receiveTimeoutMs = timeOutMs;
+    m_receiveTimeoutMs = waitMs;
     return true;
 }
 
