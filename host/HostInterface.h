@@ -25,8 +25,8 @@ public:
     virtual int ReservedComm3() { return 0; }
     virtual int ReservedComm4() { return 0; }
 
-    // Names the device that is about to use the object. The text is the
-    // driver's, writable, and valid during the call only.
+    // Names the device that is about to use the object. The text is the driver's, writable
+    // within its length, valid as long as the driver object and written anew before each call.
     virtual int SetCurrentDevice(char* szDevName) = 0;
     // 1 or 2; a driver refuses anything else.
     virtual int GetCommMode() = 0;

@@ -58,6 +58,7 @@ CDevCtrl::CDevCtrl(const char* szDevName, IDevRtdbCtrl* pRtdb) : m_pRtdb(pRtdb)
 {
     orva_device::DllInit();
     m_data.strDevName = szDevName;
+    m_deviceName = m_data.strDevName;
     m_data.strDevExtra = "";
     m_data.pfnSetParamValue = &CDevCtrl::SetParamValue_Fun;
     m_data.pfnGetParamValue = &CDevCtrl::GetParamValue_Fun;
@@ -213,8 +214,17 @@ int CDevCtrl::_InitCollectData(const int* pChannels, int n, CArray<int, int>& fl
 void CDevCtrl::announceDevice()
 {
     if (m_data.pCommunication == nullptr) return;
-    std::string name(m_data.strDevName);
-    m_data.pCommunication->SetCurrentDevice(name.data());
+    m_data.pCommunication->SetCurrentDevice(restoredName());
+    restoredName();
+}
+
+char* CDevCtrl::restoredName()
+{
+    const auto length = static_cast<int>(m_deviceName.size());
+    char* const name = m_data.strDevName.GetBuffer(length);
+    std::memcpy(name, m_deviceName.c_str(), m_deviceName.size() + 1);
+    m_data.strDevName.ReleaseBuffer(length);
+    return name;
 }
 
 int CDevCtrl::runCommand(CString& command)

@@ -4,6 +4,8 @@
 #include "host/OrvaData.h"
 #include "platform/Arrays.h"
 
+#include <string>
+
 #define ORVA_EXPORT __attribute__((visibility("default")))
 
 extern "C" {
@@ -62,6 +64,11 @@ protected:
 
 private:
     void announceDevice();
+    // The buffer of the device's name, always the same one, with the name in it: the host may
+    // keep it and write into it at any time.
+    char* restoredName();
     int runCommand(CString& command);
     int result() const;
+
+    std::string m_deviceName;
 };

@@ -160,7 +160,7 @@ TEST_F(DriverObjectTest, CommunicationIsStoredBeforeItIsAsked)
     EXPECT_EQ(seen, &m_communication);
 }
 
-TEST_F(DriverObjectTest, DeviceIsAnnouncedBeforeEachOperationInAPrivateBuffer)
+TEST_F(DriverObjectTest, DeviceIsAnnouncedBeforeEachOperation)
 {
     m_device.UpdataCommunication(&m_communication);
     double value = 1.5;
@@ -172,7 +172,6 @@ TEST_F(DriverObjectTest, DeviceIsAnnouncedBeforeEachOperationInAPrivateBuffer)
     m_device.DevIOCtrl("REFRESH");
     m_device.WriteChannel(0, DATATYPE_DOUBLE, &value);
     EXPECT_EQ(m_communication.devices, (std::vector<std::string>{"VPN_1", "VPN_1", "VPN_1"}));
-    EXPECT_STREQ(m_device.m_data.strDevName, "VPN_1") << "the host wrote into its copy only";
 
     m_device.CollectDevData(nullptr, 3);
     m_device.DevIOCtrl(nullptr);
@@ -185,6 +184,40 @@ TEST_F(DriverObjectTest, DeviceIsAnnouncedBeforeEachOperationInAPrivateBuffer)
     const int wanted = 1;
     EXPECT_EQ(unconnected.CollectDevData(&wanted, 1), -3);
     EXPECT_EQ(m_communication.devices.back(), "VPN_2") << "also without a database";
+}
+
+TEST_F(DriverObjectTest, AnnouncedNameStaysWhereItIsWhateverTheHostWritesThere)
+{
+    m_device.UpdataCommunication(&m_communication);
+    m_device.DevIOCtrl("REFRESH");
+    char* const kept = m_communication.buffers.back();
+    EXPECT_EQ(kept, static_cast<const char*>(m_device.m_data.strDevName));
+    EXPECT_STREQ(kept, "VPN_1") << "what the host has written during the call is gone";
+
+    const std::string scribbles[] = {"#", std::string("VP\0", 3), "12345",
+                                     std::string("12345\0", 6), std::string(6, '\0')};
+    for (const std::string& scribble : scribbles) {
+        scribble.copy(kept, scribble.size());
+        collectAll();
+        EXPECT_EQ(m_communication.devices.back(), "VPN_1");
+        EXPECT_EQ(m_communication.buffers.back(), kept);
+        EXPECT_STREQ(m_device.m_data.strDevName, "VPN_1");
+        EXPECT_EQ(m_device.m_data.strDevName.GetLength(), 5);
+    }
+    m_device.CleanupDevice();
+    EXPECT_STREQ(kept, "VPN_1") << "as long as the object";
+}
+
+TEST_F(DriverObjectTest, NameThatAHostRaisedOverIsRestoredByTheNextCall)
+{
+    m_device.UpdataCommunication(&m_communication);
+    m_communication.hook = scripted::raiseOther;
+    m_device.DevIOCtrl("REFRESH");
+    EXPECT_STREQ(m_device.m_data.strDevName, "#PN_1");
+    m_communication.hook = nullptr;
+    m_device.DevIOCtrl("REFRESH");
+    EXPECT_EQ(m_communication.devices.back(), "VPN_1");
+    EXPECT_STREQ(m_device.m_data.strDevName, "VPN_1");
 }
 
 TEST_F(DriverObjectTest, CommandReturnsTheCodeAndPublishesNothing)

@@ -112,11 +112,13 @@ public:
 
     int mode = 1;
     std::vector<std::string> devices;  // names given to SetCurrentDevice
+    std::vector<char*> buffers;        // where they stood
     std::function<void()> hook;
 
     int SetCurrentDevice(char* name) override
     {
         devices.push_back(name);
+        buffers.push_back(name);
         if (name[0] != '\0') name[0] = '#';  // the buffer is the host's to scribble on
         if (hook) hook();
         return 7;
