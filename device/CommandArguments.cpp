@@ -53,10 +53,10 @@ CommandArguments::Number CommandArguments::readNumber(std::size_t index, int& va
                                                                             : Number::kMalformed;
 }
 
-bool CommandArguments::writeText(std::size_t index, const QZ::utils::String& value) const
+void CommandArguments::writeText(std::size_t index, const QZ::utils::String& value) const
 {
     CString text(value.c_str());
-    return CDevServer::SvrSetParaValue(m_data, field(index), text) > 0;
+    CDevServer::SvrSetParaValue(m_data, field(index), text);
 }
 
 bool CommandArguments::writeResult(int value) const

@@ -33,8 +33,9 @@ public:
     // a whole decimal number; kMissing for an empty field that names no variable.
     [[nodiscard]] Number readNumber(std::size_t index, int& value) const;
 
-    // Write the text variable that a field names, the result variable; false when that fails.
-    bool writeText(std::size_t index, const QZ::utils::String& value) const;
+    // Writes the text variable that a field names.
+    void writeText(std::size_t index, const QZ::utils::String& value) const;
+    // Writes the result variable; false when that fails.
     bool writeResult(int value) const;
     // Ends a command with a bad argument: writes kResultBadCommand and returns it.
     int refuse() const;

@@ -38,6 +38,25 @@ constexpr WritableChannel kWritableChannels[] = {
     {kChannelVpnUserName, &CDevBas::_CheckVPNUserName, &VPNRpcCtrlClient::setVPNUserName},
 };
 
+// Null for a channel that is read-only.
+constexpr const WritableChannel* findWritable(int channel)
+{
+    for (const WritableChannel& target : kWritableChannels) {
+        if (target.channel == channel) return &target;
+    }
+    return nullptr;
+}
+
+constexpr bool matchesTheTableOfClasses()
+{
+    for (int channel = 1; channel <= kChannelCount; ++channel) {
+        const bool readOnly = DEV_DWORD_CHLRWTYPE[channel] == CHANNEL_READONLY;
+        if (readOnly != (findWritable(channel) == nullptr)) return false;
+    }
+    return true;
+}
+static_assert(matchesTheTableOfClasses());
+
 // On purpose: connection and client come before the validator.
 int writeChannel(ORVA_DATA& data, const WritableChannel& target, CString& value)
 {
@@ -87,18 +106,14 @@ int CDevBas::mfDevIOWriteChannel(ORVA_DATA& data, CString& arguments)
     }
     const int channel = truncToInt(CDevServer::SvrStr2Double(left, kTypeText, 0, left.GetLength()));
     if (channel < 1 || channel > kChannelCount) return kResultOk;
-    if (DEV_DWORD_CHLRWTYPE[channel] == CHANNEL_READONLY) return kResultRefused;
-
-    for (const WritableChannel& target : kWritableChannels) {
-        if (target.channel != channel) continue;
-        // On purpose unlike the commands: whatever goes wrong, nothing is printed.
-        return catchAll([&] { return writeChannel(data, target, value); },
-                        [&] {
-                            if (data.pDevData != nullptr) {
-                                dropConnection(data.pDevData->pDispatchClient);
-                            }
-                            return kResultNoService;
-                        });
-    }
-    return kResultOk;
+    const WritableChannel* const target = findWritable(channel);
+    if (target == nullptr) return kResultRefused;
+    // On purpose unlike the commands: whatever goes wrong, nothing is printed.
+    return catchAll([&] { return writeChannel(data, *target, value); },
+                    [&] {
+                        if (data.pDevData != nullptr) {
+                            dropConnection(data.pDevData->pDispatchClient);
+                        }
+                        return kResultNoService;
+                    });
 }

@@ -21,7 +21,6 @@ int CDevBas::mfCheckDevDataInit(ORVA_DATA& data)
     } else if (_mfDeserialize(data) != kResultOk) {
         return kConfigOtherVersion;
     }
-    data.pDevData->dLastValue = -1.0;
     return kResultOk;
 }
 
