@@ -5,9 +5,10 @@
 
 #include <cstdint>
 
-// The device's vocabulary, carried by device logic, conversions, archive, driver
-// object and run glue alike: the text tables are objects of their own in each
-// source that includes this header, built in the order in which they stand here.
+// The device's vocabulary. By convention device logic, conversions, archive, driver
+// object and run glue carry it alike, whether they read it or not. The text tables are
+// objects of their own in each source that includes this header, built in the order in
+// which they stand here: no source depends on when another one's are built.
 
 // Value of a channel's request flag.
 constexpr int kFlagRequested = 1;    // the host wants the channel in this cycle

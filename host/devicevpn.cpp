@@ -5,10 +5,8 @@
 #include "host/StatusCodes.h"
 #include "vpnclient/Connection.h"
 
-// Not read here, only carried: see its head.
+// Not read here: by convention this source carries the vocabulary too, see its head.
 #include "device/DevTables.h"
-
-DEV_DATA::~DEV_DATA() { dropConnection(pDispatchClient); }
 
 namespace orva_device
 {

@@ -1,6 +1,6 @@
 #include "support/DevServer.h"
 
-// Not read here, only carried: see its head.
+// Not read here: by convention this source carries the vocabulary too, see its head.
 #include "device/DevTables.h"
 #include "support/MfcConverter.h"
 

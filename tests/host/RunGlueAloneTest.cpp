@@ -1,4 +1,5 @@
 #include "device/DevBas.h"
+#include "host/DevData.h"
 #include "host/devicevpn.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@ namespace
 int answer = 0;
 }
 
+DEV_DATA::~DEV_DATA() = default;
 int CDevBas::mfCheckDevDataInit(ORVA_DATA&) { return answer; }
 int CDevBas::mfCollectDevData(ORVA_DATA&, CArray<int, int>&, CArray<double, double>&, CStringArray&)
 {
