@@ -1,5 +1,8 @@
 #include "tests/device/DeviceFixture.h"
 
+#include <unistd.h>
+
+#include <cstdio>
 #include <stdexcept>
 
 using scripted::Calls;
@@ -116,6 +119,29 @@ TEST_F(CommandParsingTest, FailedCallGivesOneLineAndADroppedConnection)
     EXPECT_EQ(service().connectionsAlive, 0);
     EXPECT_EQ(m_host.writeCalls, 0) << "the result variable is left alone";
     EXPECT_EQ(command("REFRESH()"), 0) << "the next command connects anew";
+}
+
+TEST_F(CommandParsingTest, LineOfAFailureIsOutWhenTheCommandReturns)
+{
+    service().fails("stopVPN");
+    record();
+    std::fflush(stdout);
+    const int terminal = dup(STDOUT_FILENO);
+    std::FILE* const file = std::tmpfile();
+    ASSERT_NE(file, nullptr);
+    // As standard output is written that is no terminal.
+    std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);
+    dup2(fileno(file), STDOUT_FILENO);
+    const int code = command("STOPVPN(r)");
+    char text[100] = {};
+    const ssize_t count = pread(fileno(file), text, sizeof text - 1, 0);
+    std::fflush(stdout);
+    dup2(terminal, STDOUT_FILENO);
+    close(terminal);
+    std::fclose(file);
+    EXPECT_EQ(code, 1);
+    EXPECT_GT(count, 0);
+    EXPECT_STREQ(text, "mfDevIOCtrl[293] failed with: scripted-fault\n");
 }
 
 TEST_F(CommandParsingTest, TextsOfTheFailureAreNoFormat)

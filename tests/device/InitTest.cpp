@@ -155,6 +155,23 @@ TEST_F(InitTest, Utf8StringIsByteCountThenBytes)
     m_data.pArchive = nullptr;
 }
 
+TEST_F(InitTest, EmptyUtf8StringIsReadAsOne)
+{
+    COwnerArchive archive(ARCHIVE_STORING);
+    m_data.pArchive = &archive;
+    EXPECT_EQ(CDevBas::_SerializeUtf8String(m_data, ""), 0);
+    archive << 7;
+    EXPECT_EQ(archive.SvrGetBufferSize(), 8);
+    archive.SvrChangeMode(ARCHIVE_LOADING);
+    std::string text = "old";
+    EXPECT_EQ(CDevBas::_DeserializeUtf8String(m_data, text), 0);
+    EXPECT_EQ(text, "");
+    int next = 0;
+    archive >> next;
+    EXPECT_EQ(next, 7) << "what follows is not touched";
+    m_data.pArchive = nullptr;
+}
+
 TEST_F(InitTest, UnusableStringLengthLeavesTheTextUntouched)
 {
     for (const int length : {-1, -2147483647 - 1, 2147483647, 16 * 1024 * 1024 + 1}) {

@@ -54,6 +54,21 @@ TEST(ValidatorsTest, UserNameHoldsLettersOnly)
     }
 }
 
+TEST(ValidatorsTest, EachCharacterCountsFromTheFirstToTheLast)
+{
+    for (const std::size_t length : {6U, 7U, 32U}) {
+        for (std::size_t i = 0; i < length; ++i) {
+            std::string text(length, 'x');
+            text[i] = '_';
+            EXPECT_FALSE(acceptsPassword(text)) << text;
+            EXPECT_FALSE(acceptsUserName(text)) << text;
+            text[i] = '7';
+            EXPECT_TRUE(acceptsPassword(text)) << text;
+            EXPECT_FALSE(acceptsUserName(text)) << text;
+        }
+    }
+}
+
 TEST(ValidatorsTest, OnlyTheCanonicalDottedQuadIsAnAddress)
 {
     for (const char* good : {"10.0.0.1", "0.0.0.0", "255.255.255.254", "192.168.1.100"}) {

@@ -243,6 +243,22 @@ TEST_F(DriverObjectTest, CommandOnAFreshObjectMakesOneElementAndKeepsAnEarlierSi
     EXPECT_EQ(m_device.m_nChannelCount, 10);
 }
 
+TEST_F(DriverObjectTest, InitCollectDataRefusesAHugeCountBeforeItReadsAFlag)
+{
+    const int one = 1;
+    CArray<int, int> flags;
+    CArray<double, double> values;
+    CStringArray strings;
+    for (const int n : {1000001, INT_MAX}) {
+        EXPECT_THROW(m_device._InitCollectData(&one, n, flags, values, strings), std::bad_alloc);
+        EXPECT_EQ(flags.GetSize(), 0);
+    }
+    const std::vector<int> most(1000000, 5);
+    EXPECT_EQ(m_device._InitCollectData(most.data(), 1000000, flags, values, strings), 0);
+    EXPECT_EQ(flags.GetSize(), 1000001);
+    EXPECT_EQ(flags[1000000], 5);
+}
+
 TEST_F(DriverObjectTest, InitCollectDataWritesTheFlagsItself)
 {
     const int channels[] = {1, 0, 3};

@@ -151,6 +151,15 @@ TEST_P(LocaleTest, WholeNumbersAndHexadecimalOnesAreTheSameEverywhere)
     EXPECT_STREQ(CDevServer::SvrDouble2Str(-1.0, 87, 0, 0), "FFFFFFFF");
 }
 
+TEST_P(LocaleTest, LettersOfACredentialAreThoseOfIsalnumAndIsalpha)
+{
+    // A small s with a cedilla in ISO-8859-9, no character in the others.
+    CString text("abcde\xFE");
+    const bool isLetter = std::string(GetParam()) == "tr_TR.ISO-8859-9";
+    EXPECT_EQ(CDevBas::_CheckVPNPasswd(text), isLetter);
+    EXPECT_EQ(CDevBas::_CheckVPNUserName(text), isLetter);
+}
+
 TEST_P(LocaleTest, CharacterSetsAreThoseOfTheConversionAndNotOfTheLocale)
 {
     CString utf8("\xE4\xB8\xAD");

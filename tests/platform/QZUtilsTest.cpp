@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <string>
@@ -64,6 +65,44 @@ TEST(StringTest, LengthsAreLittleEndian)
     String back;
     ASSERT_NE(back.deserialize(&buffer), 0);
     EXPECT_EQ(back.size(), 0x030201u);
+}
+
+// Takes anything and keeps the first bytes of it.
+class FirstBytes final : public QZ::utils::IBuffer
+{
+public:
+    unsigned int size() const override { return 0; }
+    void clear() override {}
+    int write(const void* data, unsigned int count, int) override
+    {
+        const auto* bytes = static_cast<const unsigned char*>(data);
+        first.insert(first.end(), bytes, bytes + std::min(count, 4U));
+        all += count;
+        return 1;
+    }
+    int read(void*, unsigned int, int) override { return 0; }
+
+    Bytes first;
+    std::uint64_t all = 0;
+};
+
+TEST(StringTest, ALengthHasFourBytesOnTheWire)
+{
+    for (const std::uint32_t length : {0xFFFFU, 0x10000U, 0x10203U, 0x1020304U}) {
+        FirstBytes buffer;
+        ASSERT_NE(String(std::string(length, 'x')).serialize(&buffer), 0);
+        const auto byte = [&](int i) { return static_cast<unsigned char>(length >> 8 * i & 0xFF); };
+        EXPECT_EQ(buffer.first, (Bytes{byte(0), byte(1), byte(2), byte(3), 'x', 'x', 'x', 'x'}));
+        EXPECT_EQ(buffer.all, 4U + length);
+
+        Bytes wire = {byte(0), byte(1), byte(2), byte(3)};
+        wire.resize(4 + std::size_t{length}, 'y');
+        ByteView view(wire.data(), wire.size());
+        String back;
+        ASSERT_NE(back.deserialize(&view), 0);
+        EXPECT_EQ(back.size(), length);
+        EXPECT_EQ(view.size(), 0U);
+    }
 }
 
 TEST(StringTest, ZeroBytesComeBack)

@@ -295,6 +295,33 @@ TEST(OwnerArchiveTest, ArrayReadWhileLoadingNeedsAllItsBytes)
     EXPECT_EQ(archive.SvrGetBufferSize(), 0);
 }
 
+TEST(OwnerArchiveTest, ArraysAreTransferredAtThePosition)
+{
+    for (const auto mode : {ARCHIVE_STORING, kOtherMode}) {
+        COwnerArchive archive(mode);
+        ByteArray one{1};
+        ByteArray three{2, 3, 4};
+        EXPECT_EQ(archive.SvrWrite(one), 1);
+        EXPECT_EQ(archive.SvrWrite(three), 1);
+        EXPECT_EQ(archive.SvrWrite(one), 1);
+        EXPECT_EQ(archive.SvrGetBufferSize(), 5);
+        EXPECT_EQ(content(archive, 6), (Bytes{1, 2, 3, 4, 1, 0}));
+    }
+    LoadingArchive archive({1, 2, 3, 4, 5});
+    ByteArray one{0};
+    ByteArray three{0, 0, 0};
+    for (const int expected : {1, 2}) {
+        EXPECT_EQ(archive.SvrRead(one), 1);
+        EXPECT_EQ(bytesOf(one), Bytes{expected});
+    }
+    EXPECT_EQ(archive.SvrRead(three), 1);
+    EXPECT_EQ(bytesOf(three), (Bytes{3, 4, 5}));
+    EXPECT_TRUE(archive.IsBufferEnd());
+    EXPECT_EQ(archive.SvrRead(one), 0);
+    EXPECT_EQ(bytesOf(one), Bytes{2});
+    EXPECT_EQ(archive.SvrWrite(one), 0);
+}
+
 TEST(OwnerArchiveTest, BufferCheckGrowsOnlyWhenNotLoading)
 {
     COwnerArchive loading(ARCHIVE_LOADING);

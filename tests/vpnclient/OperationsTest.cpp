@@ -190,6 +190,31 @@ TEST_F(OperationsTest, EmptyStringIsAValidResult)
     EXPECT_EQ(m_client.getVPNUserName(), "");
 }
 
+TEST_F(OperationsTest, TextsOf64KiBAndMoreTravelBothWays)
+{
+    struct Row {
+        std::size_t length;
+        Bytes prefix;
+    };
+    for (const Row& row : {Row{65535, Bytes("\xFF\xFF\0\0", 4)}, Row{65536, Bytes("\0\0\1\0", 4)},
+                           Row{1000000, Bytes("\x40\x42\x0F\0", 4)}}) {
+        const std::string text(row.length, 't');
+        service().replies("getVPNUserName", kTextTag + row.prefix + text);
+        EXPECT_EQ(m_client.getVPNUserName(), text);
+        service().answer("setVPNCA", 0);
+        EXPECT_EQ(m_client.setVPNCA(text), 0);
+        EXPECT_EQ(sent(), encoded(1) + kTextTag + row.prefix + text);
+    }
+}
+
+TEST_F(OperationsTest, IntegersTravelInAllFourBytes)
+{
+    const Bytes number("\x78\x56\x34\x12", 4);
+    service().replies("setBeatInterval", kIntTag + number);
+    EXPECT_EQ(m_client.setBeatInterval(0x12345678), 0x12345678);
+    EXPECT_EQ(sent(), encoded(1) + kIntTag + number);
+}
+
 TEST_F(OperationsTest, TimeOutIsSetAnewForEachCall)
 {
     service().acknowledges("checkCommState");
