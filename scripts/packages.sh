@@ -60,6 +60,7 @@ TEST_PACKAGES=(
     "pkg-config=test of the development package"
     "util-linux=unshare and flock: a network of its own for port 9009"
     "iproute2=the loopback interface in that network"
+    "python3=second opinion on the table of conversions"
     "locales=locales of other countries, made for the test that the driver works in them"
 )
 

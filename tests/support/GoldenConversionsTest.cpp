@@ -1,6 +1,7 @@
 // Compares every conversion with golden_conversions.txt, which is one file for
 // all processors: where it passes on two of them, they agree.
-// After a wanted change: golden_conversions_test --write tests/support/golden_conversions.txt
+// After a wanted change: golden_conversions_test --write tests/support/golden_conversions.txt,
+// and golden_model.py says whether the new results are right.
 
 #include "tests/support/GoldenTable.h"
 
