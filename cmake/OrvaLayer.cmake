@@ -18,10 +18,13 @@ function(orva_layer name)
     endif()
 endfunction()
 
-# Includes are written from the root; "platform/…" is looked up beside the
-# chosen platform directory first.
+# Includes are written from the root. Of another platform folder the driver's own folders
+# come from orva_headers, which has no platform/ of ours: a header that is missing there is
+# not found at all. That folder's headers are the runtime's, so no warnings of ours in them.
 function(orva_root_includes name)
-    cmake_path(GET ORVA_PLATFORM_DIR PARENT_PATH platform_parent)
-    target_include_directories(${name} PUBLIC
-        $<BUILD_INTERFACE:${platform_parent}> $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+    target_include_directories(${name} PUBLIC ${orva_headers})
+    if(NOT ORVA_OWN_PLATFORM)
+        cmake_path(GET ORVA_PLATFORM_DIR PARENT_PATH platform_parent)
+        target_include_directories(${name} SYSTEM PUBLIC ${platform_parent})
+    endif()
 endfunction()

@@ -1,5 +1,5 @@
-# The seam: adds the platform folder that the build was pointed at. A header that another
-# folder lacks would be found in the project's own, silently and with another layout.
+# The seam: adds the platform folder that the build was pointed at. What another folder lacks
+# is said here, before the compiler says it.
 cmake_path(SET ORVA_PLATFORM_DIR NORMALIZE ${ORVA_PLATFORM_DIR}/.)
 cmake_path(GET ORVA_PLATFORM_DIR PARENT_PATH ORVA_PLATFORM_DIR) # no slash at the end
 cmake_path(GET ORVA_PLATFORM_DIR FILENAME folder_name)
@@ -12,7 +12,20 @@ foreach(needed CMakeLists.txt CString.h Arrays.h QZUtils.h QZNet.h QZRPC.h HostT
     endif()
 endforeach()
 
-add_subdirectory(${ORVA_PLATFORM_DIR} ${PROJECT_BINARY_DIR}/platform)
+cmake_path(COMPARE "${ORVA_PLATFORM_DIR}" EQUAL "${PROJECT_SOURCE_DIR}/platform" ORVA_OWN_PLATFORM)
+if(ORVA_OWN_PLATFORM)
+    set(orva_headers ${PROJECT_SOURCE_DIR})
+    add_compile_options(${orva_warnings})
+    add_subdirectory(platform)
+else()
+    add_subdirectory(${ORVA_PLATFORM_DIR} ${PROJECT_BINARY_DIR}/platform SYSTEM)
+    add_compile_options(${orva_warnings})
+    set(orva_headers ${PROJECT_BINARY_DIR}/headers)
+    file(MAKE_DIRECTORY ${orva_headers})
+    foreach(folder support vpnclient device host)
+        file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${orva_headers}/${folder} SYMBOLIC)
+    endforeach()
+endif()
 if(NOT TARGET platform)
     message(FATAL_ERROR "${ORVA_PLATFORM_DIR}/CMakeLists.txt defines no target platform")
 endif()

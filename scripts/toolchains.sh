@@ -20,7 +20,7 @@ trap 'rm -f "$log"' EXIT
 for compiler in "${compilers[@]}"; do
     folder=build/toolchains/$compiler
     begun=$SECONDS
-    if cmake -S . -B "$folder" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER="$compiler" >"$log" 2>&1 &&
+    if cmake -S . -B "$folder" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER="$compiler" -DORVA_WERROR=ON >"$log" 2>&1 &&
         cmake --build "$folder" --target devicevpn >>"$log" 2>&1 &&
         ctest --test-dir "$folder" -R '^binary_library$' --no-tests=error --output-on-failure >>"$log" 2>&1; then
         printf 'passed  %-12s (%d s)\n' "$compiler" $((SECONDS - begun))

@@ -36,7 +36,7 @@ public:
         if (growBy >= 0) m_nGrowBy = growBy;
         if (size > m_nMaxSize) {
             const int capacity = size + (m_nMaxSize > 0 ? m_nGrowBy : 0);
-            T* data = new T[static_cast<unsigned int>(capacity)]();
+            T* data = new T[capacity]();
             if (m_pData != nullptr) std::copy_n(m_pData, m_nSize, data);
             delete[] m_pData;
             m_pData = data;

@@ -3,7 +3,8 @@
 #include <atomic>
 
 // A text as a pointer to a counted block that copies share until one of them is changed.
-// Only what the driver uses of it.
+// Only what the driver uses of it. Written as runtimes' headers are, here and beside: old
+// casts, signs mixed, parameters without use. The driver's own warnings must not meet them.
 class CString
 {
 public:
@@ -49,7 +50,7 @@ private:
         int length;
         int capacity;
 
-        char* text() { return reinterpret_cast<char*>(this + 1); }
+        char* text() { return (char*)(this + 1); }
     };
 
     static Block* allocate(int capacity);

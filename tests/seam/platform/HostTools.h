@@ -12,7 +12,7 @@ struct HostTools {
     {
         timespec now = {};
         clock_gettime(CLOCK_MONOTONIC, &now);
-        return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+        return (std::int64_t)now.tv_sec * 1000 + now.tv_nsec / 1000000;
     }
-    static void feedWatchdog(pthread_t) {}
+    static void feedWatchdog(pthread_t thread) {}
 };

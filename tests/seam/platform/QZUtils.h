@@ -36,7 +36,7 @@ public:
     operator const std::string&() const { return m_text; }
 
     const char* c_str() const { return m_text.c_str(); }
-    unsigned int size() const { return static_cast<unsigned int>(m_text.size()); }
+    unsigned int size() const { return m_text.size(); }
     bool empty() const { return m_text.empty(); }
     void clear() { m_text.clear(); }
     String& operator+=(char c)
