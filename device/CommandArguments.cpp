@@ -1,6 +1,7 @@
 #include "device/CommandArguments.h"
 
 #include "device/DevBas.h"
+#include "host/DataTypes.h"
 #include "host/StatusCodes.h"
 #include "support/DevServer.h"
 #include "support/MfcConverter.h"
@@ -8,7 +9,7 @@
 
 namespace
 {
-bool isNumeric(int type) { return type == DATATYPE_INT || type == DATATYPE_DOUBLE; }
+bool isNumeric(int type) { return type == kDataInt || type == kDataDouble; }
 }  // namespace
 
 CommandArguments::CommandArguments(ORVA_DATA& data, const CString& text, std::size_t count)

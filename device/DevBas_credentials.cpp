@@ -2,6 +2,7 @@
 #include "device/DevBas.h"
 #include "device/DevTables.h"
 #include "device/ServiceCall.h"
+#include "host/DataTypes.h"
 #include "host/StatusCodes.h"
 #include "support/DevServer.h"
 #include "support/Truncate.h"
@@ -77,7 +78,7 @@ bool CDevBas::_CheckVPNUserName(CString& text) { return isCredential(text, &std:
 int CDevBas::_GetPasswd(ORVA_DATA& data, const CString& arguments)
 {
     const CommandArguments fields(data, arguments, 2);
-    if (!fields.valid() || fields.type(0) != DATATYPE_STRING) return kResultBadCommand;
+    if (!fields.valid() || fields.type(0) != kDataString) return kResultBadCommand;
     fields.writeText(0, callService(data, &VPNRpcCtrlClient::getVPNPassword));
     fields.writeResult(kResultOk);
     return kResultOk;
@@ -88,7 +89,7 @@ int CDevBas::_SetPasswd(ORVA_DATA& data, const CString& arguments)
     const CommandArguments fields(data, arguments, 2);
     if (!fields.valid()) return kResultBadCommand;
     const int type = fields.type(0);
-    if (type != DATATYPE_STRING && type != kNoParamType) return kResultBadCommand;
+    if (type != kDataString && type != kNoParamType) return kResultBadCommand;
     CString password;
     if (!fields.readText(0, password) || !_CheckVPNPasswd(password)) return fields.refuse();
     callService(data, &VPNRpcCtrlClient::setVPNPassword, QZ::utils::String(password));

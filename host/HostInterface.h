@@ -2,11 +2,24 @@
 
 #include <string>
 
-// The runtime's side of the driver interface, as far as a driver sees it. An
-// integrator with the runtime's own header replaces this file by it; slot
-// orders are the contract. No interface here has a virtual destructor in front
-// of its operations. All operations return a 32-bit status, 0 being success
-// unless said otherwise.
+// The interface between a host, the panel's runtime, and a driver. An integrator with the
+// runtime's own header replaces this file by it. The orders of the virtual functions and the
+// numbers of DATATYPE are the contract; enumerators and functions that no driver calls may
+// have other names there. No interface here has a virtual destructor in front of its
+// operations. All operations return a 32-bit status, 0 being success unless said otherwise.
+//
+// To see values, a host
+//   1. gives CreateDeviceCtrl a database that outlives the device;
+//   2. gives InitDevice the configuration with the highest channel of its project: without
+//      one the device publishes channels 1 to 6;
+//   3. asks for the channels in CollectDevData, in each cycle anew;
+//   4. answers GetChannelType with 0 and a type that fits the channel, and takes the value
+//      in SetChannelInt, SetChannelDouble or SetChannelString.
+// Two functions of the host's program serve a driver, if the program exports them (-rdynamic):
+//   extern "C" std::int64_t Orva_GetTickCount();   milliseconds; else the monotonic clock
+//   extern "C" void watch_dog_report(pthread_t);   the thread is alive
+// The latter is called in a long cycle only, at most every 10 s. Behind a slow service up to
+// 30 s of one operation can pass without: the host's watchdog must bear that.
 
 // Type of a host value.
 enum DATATYPE : int {
@@ -49,6 +62,10 @@ public:
     virtual int SetParamDouble(const char* szName, double dValue) = 0;
     virtual int SetParamString(const char* szName, const std::string& value) = 0;
 
+    // Asked at the end of a cycle for every channel with a fresh value. 0 and the type in which
+    // the host wants it; anything else leaves the channel out. A number comes as int or as
+    // double. Nothing is converted: a number channel typed as text comes as "", a text
+    // channel typed as a number as 0.
     virtual int GetChannelType(int nChannel, DATATYPE* pType) = 0;
 
     // As in ICommunication: slots only.
@@ -87,3 +104,13 @@ public:
     virtual int ChannelRefChange(const int* pChannels, int nCount) = 0;
     virtual ~IDeviceCtrl() = default;
 };
+
+// What a driver's library exports, for dlsym: decltype(&CreateDeviceCtrl) is the pointer's type.
+extern "C" {
+// A driver object for the named device (null counts as ""), owned by the caller
+// until DestroyDeviceCtrl. Borrows the database, which must outlive it; may be
+// null. Raises what the allocator raises.
+IDeviceCtrl* CreateDeviceCtrl(const char* szDevName, IDevRtdbCtrl* pRtdb);
+// 0, or 1 for null. Does not call CleanupDevice: what InitDevice made is then lost.
+int DestroyDeviceCtrl(IDeviceCtrl* p);
+}

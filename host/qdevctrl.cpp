@@ -1,6 +1,7 @@
 #include "host/qdevctrl.h"
 
 #include "device/DevTables.h"
+#include "host/DataTypes.h"
 #include "host/StatusCodes.h"
 #include "host/devicevpn.h"
 #include "support/OwnerArchive.h"
@@ -42,16 +43,20 @@ void setFlags(const int* pChannels, int n, CArray<int, int>& flags)
 
 }  // namespace
 
-IDeviceCtrl* CreateDeviceCtrl(const char* szDevName, IDevRtdbCtrl* pRtdb)
+// Linkage and visibility stand here: the runtime's own header may declare neither function.
+extern "C" {
+[[gnu::visibility("default")]] IDeviceCtrl* CreateDeviceCtrl(const char* szDevName,
+                                                             IDevRtdbCtrl* pRtdb)
 {
     return new CDevCtrl(szDevName, pRtdb);
 }
 
-int DestroyDeviceCtrl(IDeviceCtrl* p)
+[[gnu::visibility("default")]] int DestroyDeviceCtrl(IDeviceCtrl* p)
 {
     if (p == nullptr) return kStatusDestroyNull;
     delete p;
     return kStatusOk;
+}
 }
 
 CDevCtrl::CDevCtrl(const char* szDevName, IDevRtdbCtrl* pRtdb) : m_pRtdb(pRtdb)
@@ -131,11 +136,11 @@ int CDevCtrl::WriteChannel(int nChannel, DATATYPE type, void* pValue)
         // Wraps for the largest index instead of overflowing.
         const int channel = static_cast<int>(static_cast<unsigned int>(nChannel) + 1u);
         CString command;
-        if (type == DATATYPE_DOUBLE) {
+        if (type == kDataDouble) {
             command.Format("ORVA_WRITE(%d=%lf)", channel, load<double>(pValue));
-        } else if (type == DATATYPE_STRING) {
+        } else if (type == kDataString) {
             command.Format("ORVA_WRITE(%d=%s)", channel, static_cast<const char*>(pValue));
-        } else if (type == DATATYPE_INT) {
+        } else if (type == kDataInt) {
             command.Format("ORVA_WRITE(%d=%d)", channel, load<int>(pValue));
         }
         // On purpose: a value of an unknown type goes on as an empty command.
@@ -189,11 +194,11 @@ int CDevCtrl::_SetValueToRtdb(CArray<int, int>& flags, CArray<double, double>& v
         if (flags[i] != FLAG_VALUE_READY) continue;
         DATATYPE type = static_cast<DATATYPE>(0);
         if (m_pRtdb->GetChannelType(i - 1, &type) != 0) continue;
-        if (type == DATATYPE_INT && i < values.GetSize()) {
+        if (type == kDataInt && i < values.GetSize()) {
             m_pRtdb->SetChannelInt(i - 1, truncToInt(values[i]));
-        } else if (type == DATATYPE_DOUBLE && i < values.GetSize()) {
+        } else if (type == kDataDouble && i < values.GetSize()) {
             m_pRtdb->SetChannelDouble(i - 1, values[i]);
-        } else if (type == DATATYPE_STRING && i < strings.GetSize()) {
+        } else if (type == kDataString && i < strings.GetSize()) {
             const std::string text(strings[i]);
             m_pRtdb->SetChannelString(i - 1, text);
         }
@@ -247,11 +252,11 @@ int CDevCtrl::GetParamValue_Fun(ORVA_DATA& data, CString name, DATATYPE type, vo
 {
     if (pValue == nullptr || name.IsEmpty()) return kStatusFailed;
     if (data.pRtdb == nullptr) return kStatusNoRtdb;
-    if (type == DATATYPE_INT) return data.pRtdb->GetParamInt(name, static_cast<int*>(pValue));
-    if (type == DATATYPE_DOUBLE) {
+    if (type == kDataInt) return data.pRtdb->GetParamInt(name, static_cast<int*>(pValue));
+    if (type == kDataDouble) {
         return data.pRtdb->GetParamDouble(name, static_cast<double*>(pValue));
     }
-    if (type == DATATYPE_STRING) {
+    if (type == kDataString) {
         std::string text;
         const int status = data.pRtdb->GetParamString(name, text);
         // On purpose: assigned whatever the status.
@@ -265,11 +270,11 @@ int CDevCtrl::SetParamValue_Fun(ORVA_DATA& data, CString name, DATATYPE type, vo
 {
     if (pValue == nullptr || name.IsEmpty()) return kStatusFailed;
     if (data.pRtdb == nullptr) return kStatusNoRtdb;
-    if (type == DATATYPE_INT) return data.pRtdb->SetParamInt(name, *static_cast<int*>(pValue));
-    if (type == DATATYPE_DOUBLE) {
+    if (type == kDataInt) return data.pRtdb->SetParamInt(name, *static_cast<int*>(pValue));
+    if (type == kDataDouble) {
         return data.pRtdb->SetParamDouble(name, *static_cast<double*>(pValue));
     }
-    if (type == DATATYPE_STRING) {
+    if (type == kDataString) {
         const std::string text(*static_cast<CString*>(pValue));
         return data.pRtdb->SetParamString(name, text);
     }

@@ -6,17 +6,6 @@
 
 #include <string>
 
-#define ORVA_EXPORT __attribute__((visibility("default")))
-
-extern "C" {
-// A driver object for the named device (null counts as ""), owned by the caller
-// until DestroyDeviceCtrl. Borrows the database, which must outlive it; may be
-// null. Raises what the allocator raises.
-ORVA_EXPORT IDeviceCtrl* CreateDeviceCtrl(const char* szDevName, IDevRtdbCtrl* pRtdb);
-// 0, or 1 for null. Does not call CleanupDevice: what InitDevice made is then lost.
-ORVA_EXPORT int DestroyDeviceCtrl(IDeviceCtrl* p);
-}
-
 // The driver object: hands every call of the host to the run glue and copies
 // the results into the host's database. Host calls may come back into the object.
 // Whatever is raised below an operation ends there: kStatusFailed, nothing

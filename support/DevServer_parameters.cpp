@@ -2,15 +2,23 @@
 
 // Not read here: by convention this source carries the vocabulary too, see its head.
 #include "device/DevTables.h"
+#include "host/DataTypes.h"
 #include "support/MfcConverter.h"
+
+#include <cstring>
 
 // On purpose a missing value or set callback is no failure anywhere here: the
 // result only says whether the variable's type fits.
 
 int CDevServer::SvrGetParaType(ORVA_DATA& data, CString name)
 {
-    auto type = static_cast<DATATYPE>(kNoParamType);
-    if (data.pfnGetParamType != nullptr) data.pfnGetParamType(data, name, type);
+    // By bytes: the enumeration of a runtime's own header need not have room for it.
+    int type = kNoParamType;
+    DATATYPE reported;
+    static_assert(sizeof reported == sizeof type);
+    std::memcpy(&reported, &type, sizeof type);
+    if (data.pfnGetParamType != nullptr) data.pfnGetParamType(data, name, reported);
+    std::memcpy(&type, &reported, sizeof type);
     return type;
 }
 
@@ -18,20 +26,20 @@ int CDevServer::SvrGetParaValue(ORVA_DATA& data, CString name, double& value)
 {
     value = 0.0;
     switch (SvrGetParaType(data, name)) {
-        case DATATYPE_DOUBLE: {
+        case kDataDouble: {
             double stored = 0.0;
             if (data.pfnGetParamValue != nullptr) {
-                data.pfnGetParamValue(data, name, DATATYPE_DOUBLE, &stored);
+                data.pfnGetParamValue(data, name, kDataDouble, &stored);
             }
             value = stored;
             return 1;
         }
-        case DATATYPE_STRING:
+        case kDataString:
             return 0;
-        case DATATYPE_INT: {
+        case kDataInt: {
             int stored = 0;
             if (data.pfnGetParamValue != nullptr) {
-                data.pfnGetParamValue(data, name, DATATYPE_INT, &stored);
+                data.pfnGetParamValue(data, name, kDataInt, &stored);
             }
             value = stored;
             return 1;
@@ -50,12 +58,12 @@ int CDevServer::SvrGetParaValue(ORVA_DATA& data, CString name, CString& value)
 {
     value.Empty();
     switch (SvrGetParaType(data, name)) {
-        case DATATYPE_INT:
-        case DATATYPE_DOUBLE:
+        case kDataInt:
+        case kDataDouble:
             return 0;
-        case DATATYPE_STRING:
+        case kDataString:
             if (data.pfnGetParamValue != nullptr) {
-                data.pfnGetParamValue(data, name, DATATYPE_STRING, &value);
+                data.pfnGetParamValue(data, name, kDataString, &value);
             }
             return 1;
         default:
@@ -67,16 +75,16 @@ int CDevServer::SvrGetParaValue(ORVA_DATA& data, CString name, CString& value)
 int CDevServer::SvrSetParaValue(ORVA_DATA& data, CString name, double& value)
 {
     switch (SvrGetParaType(data, name)) {
-        case DATATYPE_INT: {
+        case kDataInt: {
             int rounded = Double2Int(value);
             if (data.pfnSetParamValue != nullptr) {
-                data.pfnSetParamValue(data, name, DATATYPE_INT, &rounded);
+                data.pfnSetParamValue(data, name, kDataInt, &rounded);
             }
             return 1;
         }
-        case DATATYPE_DOUBLE:
+        case kDataDouble:
             if (data.pfnSetParamValue != nullptr) {
-                data.pfnSetParamValue(data, name, DATATYPE_DOUBLE, &value);
+                data.pfnSetParamValue(data, name, kDataDouble, &value);
             }
             return 1;
         default:
@@ -86,9 +94,9 @@ int CDevServer::SvrSetParaValue(ORVA_DATA& data, CString name, double& value)
 
 int CDevServer::SvrSetParaValue(ORVA_DATA& data, CString name, CString& value)
 {
-    if (SvrGetParaType(data, name) != DATATYPE_STRING) return 0;
+    if (SvrGetParaType(data, name) != kDataString) return 0;
     if (data.pfnSetParamValue != nullptr) {
-        data.pfnSetParamValue(data, name, DATATYPE_STRING, &value);
+        data.pfnSetParamValue(data, name, kDataString, &value);
     }
     return 1;
 }

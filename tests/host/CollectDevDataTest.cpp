@@ -47,6 +47,15 @@ TEST_F(CollectDevDataTest, HostMayTakeNumbersAsDoubles)
     EXPECT_EQ(host().published, (Published{{1, 1194.0}}));
 }
 
+TEST_F(CollectDevDataTest, AChannelOfTheOtherKindIsPublishedEmpty)
+{
+    host().channelTypes[0] = DATATYPE_INT;
+    host().channelTypes[1] = DATATYPE_STRING;
+    host().channelTypes[2] = DATATYPE_DOUBLE;
+    EXPECT_EQ(collectAll(3), 0);
+    EXPECT_EQ(host().published, (Published{{0, 0}, {1, ""}, {2, 0.0}}));
+}
+
 TEST_F(CollectDevDataTest, NoDatabaseGivesMinusThreeAfterTheArraysAreSized)
 {
     OpenDevCtrl device("VPN_1", nullptr);
@@ -255,4 +264,29 @@ TEST_F(CollectDevDataTest, WatchdogThatDropsTheConnectionEndsTheCycle)
               "mfDevIOCtrl[293] failed with: scripted-fault\n"
               "loadData[159] failed with: loadData-interrupted\n");
     EXPECT_EQ(service().calls, (scripted::Calls{"getDeviceVPNInfo", "checkCommState"}));
+}
+
+TEST_F(CollectDevDataTest, TheWatchdogHearsNothingOfASlowServiceForThirtySeconds)
+{
+    service().answers["getDeviceVPNInfo"].takesMs = 10000;
+    service().fails("getVPNEnabled").takesMs = 10000;
+    service().answers["getVpnState"].takesMs = 10000;
+    const std::int64_t beginMs = service().tickMs;
+    std::vector<std::int64_t> reportsMs;
+    service().atWatchdog = [&] { reportsMs.push_back(service().tickMs - beginMs); };
+    EXPECT_EQ(collectAll(), 0);
+    EXPECT_EQ(reportsMs, std::vector<std::int64_t>{30000});
+}
+
+TEST_F(CollectDevDataTest, CommandsAndWritesFeedNoWatchdog)
+{
+    collectAll();  // which begins to count the time
+    service().answers["getDeviceVPNInfo"].takesMs = 10000;
+    service().answer("setServerIPAndPort", 0).takesMs = 10000;
+    service().answer("setVPNPassword", 0).takesMs = 10000;
+    host().variables["r"] = -1;
+    EXPECT_EQ(m_device.DevIOCtrl("SETVPNSERVER(,,r)"), 0);
+    char password[] = "abc123";
+    EXPECT_EQ(m_device.WriteChannel(8, DATATYPE_STRING, password), 0);
+    EXPECT_EQ(service().watchdogReports, 0);
 }

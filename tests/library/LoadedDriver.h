@@ -20,18 +20,16 @@ public:
         : m_library(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))
     {
         if (m_library == nullptr) throw std::runtime_error(dlerror());
-        create = reinterpret_cast<Create>(dlsym(m_library, "CreateDeviceCtrl"));
-        destroy = reinterpret_cast<Destroy>(dlsym(m_library, "DestroyDeviceCtrl"));
+        create = reinterpret_cast<decltype(create)>(dlsym(m_library, "CreateDeviceCtrl"));
+        destroy = reinterpret_cast<decltype(destroy)>(dlsym(m_library, "DestroyDeviceCtrl"));
         if (create == nullptr || destroy == nullptr) throw std::runtime_error("export missing");
     }
     ~LoadedDriver() { dlclose(m_library); }
     LoadedDriver(const LoadedDriver&) = delete;
     LoadedDriver& operator=(const LoadedDriver&) = delete;
 
-    using Create = IDeviceCtrl* (*)(const char*, IDevRtdbCtrl*);
-    using Destroy = int (*)(IDeviceCtrl*);
-    Create create = nullptr;
-    Destroy destroy = nullptr;
+    decltype(&CreateDeviceCtrl) create = nullptr;
+    decltype(&DestroyDeviceCtrl) destroy = nullptr;
 
 private:
     void* m_library;

@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -20,11 +21,15 @@ using Published = std::vector<std::pair<int, scripted::FakeRtdb::Value>>;
 class SeamTest : public testing::Test
 {
 protected:
-    SeamTest() : m_library(dlopen(ORVA_SEAM_DRIVER, RTLD_NOW | RTLD_LOCAL))
+    SeamTest()
     {
+        const char* const path = std::getenv("ORVA_SEAM_DRIVER");
+        if (path == nullptr) throw std::runtime_error("ORVA_SEAM_DRIVER must name the library");
+        m_library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
         if (m_library == nullptr) throw std::runtime_error(dlerror());
-        m_destroy = reinterpret_cast<Destroy>(dlsym(m_library, "DestroyDeviceCtrl"));
-        const auto create = reinterpret_cast<Create>(dlsym(m_library, "CreateDeviceCtrl"));
+        m_destroy = reinterpret_cast<decltype(m_destroy)>(dlsym(m_library, "DestroyDeviceCtrl"));
+        const auto create =
+            reinterpret_cast<decltype(&CreateDeviceCtrl)>(dlsym(m_library, "CreateDeviceCtrl"));
         if (create == nullptr || m_destroy == nullptr) throw std::runtime_error("export missing");
         m_host.declareChannels();
         m_device = create("VPN_1", &m_host);
@@ -62,10 +67,8 @@ protected:
     IDeviceCtrl* m_device = nullptr;
 
 private:
-    using Create = IDeviceCtrl* (*)(const char*, IDevRtdbCtrl*);
-    using Destroy = int (*)(IDeviceCtrl*);
-    void* m_library;
-    Destroy m_destroy = nullptr;
+    void* m_library = nullptr;
+    decltype(&DestroyDeviceCtrl) m_destroy = nullptr;
 };
 
 TEST_F(SeamTest, ACyclePublishesWhatTheOtherPlatformsServiceSays)
@@ -91,6 +94,7 @@ TEST_F(SeamTest, CommandsCarryTheirArgumentsAndBringTheAnswerBack)
     EXPECT_EQ(run(" startvpn ( a , p , r ) "), (std::pair{kResultOk, 0}));
     m_host.variables["a"] = std::string("10.0.0.2");
     EXPECT_EQ(run("STARTVPN(a,p,r)"), (std::pair{kResultNotNow, 2}));
+    EXPECT_EQ(run("STARTVPN(10.0.0.2,1194,r)"), (std::pair{kResultNotNow, 2})) << "no variables";
     EXPECT_EQ(run("GetVPNPasswd(a,r)"), (std::pair{kResultOk, 0}));
     EXPECT_EQ(m_host.variables["a"], scripted::FakeRtdb::Value("abc123"));
 }
