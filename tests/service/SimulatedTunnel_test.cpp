@@ -271,6 +271,22 @@ TEST_F(SimulatedTunnelTest, ALookAtTheConnectionEndsTheWait)
     EXPECT_EQ(stage(), TunnelStage::kReaching);
 }
 
+TEST_F(SimulatedTunnelTest, AnotherCertificateEndsTheWaitAndLeavesTheNextOneAsItIs)
+{
+    config.server = "vpn.invalid";
+    ASSERT_TRUE(start());
+    pass(5000);
+    ASSERT_EQ(stage(), TunnelStage::kReconnecting);
+    config.certificates = "second";
+    tunnel.apply(config);
+    pass(200);
+    EXPECT_EQ(stage(), TunnelStage::kReaching);
+    pass(5000 + 3999);
+    EXPECT_EQ(stage(), TunnelStage::kReconnecting);
+    pass(1);
+    EXPECT_EQ(stage(), TunnelStage::kReaching);
+}
+
 TEST_F(SimulatedTunnelTest, ALookAtAConnectionThatIsUpChangesNothing)
 {
     tunnel.poke();
