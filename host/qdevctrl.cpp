@@ -63,7 +63,6 @@ CDevCtrl::CDevCtrl(const char* szDevName, IDevRtdbCtrl* pRtdb) : m_pRtdb(pRtdb)
 {
     orva_device::DllInit();
     m_data.strDevName = szDevName;
-    m_deviceName = m_data.strDevName;
     m_data.strDevExtra = "";
     m_data.pfnSetParamValue = &CDevCtrl::SetParamValue_Fun;
     m_data.pfnGetParamValue = &CDevCtrl::GetParamValue_Fun;
@@ -225,6 +224,7 @@ void CDevCtrl::announceDevice()
 
 char* CDevCtrl::restoredName()
 {
+    if (m_deviceName.empty()) m_deviceName = m_data.strDevName;
     const auto length = static_cast<int>(m_deviceName.size());
     char* const name = m_data.strDevName.GetBuffer(length);
     std::memcpy(name, m_deviceName.c_str(), m_deviceName.size() + 1);

@@ -59,5 +59,5 @@ private:
     int runCommand(CString& command);
     int result() const;
 
-    std::string m_deviceName;
+    std::string m_deviceName;  // as the record has it before the host sees its buffer
 };
