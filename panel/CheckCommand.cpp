@@ -89,6 +89,11 @@ void addCheckCommand(CLI::App& app, int& exitCode)
         ->type_name("DIR")
         ->check(CLI::ExistingDirectory)
         ->allow_extra_args(false);
+    command
+        ->add_option("--runtime", options->check.runtime,
+                     "The program that will load it: does it export what the library asks for?")
+        ->type_name("PROGRAM")
+        ->check(notEmpty("the runtime's program"));
     command->add_flag("--no-dry-cycle", options->noDryCycle, "Do not load the library");
     command->footer(
         "ok: as it should be; note: for information; warning: loads, but is not as a driver should "

@@ -4,7 +4,7 @@
 #include "panel/ElfFile.h"
 #include "panel/FileBytes.h"
 #include "panel/Processor.h"
-#include "panel/SymbolSearch.h"
+#include "panel/RuntimeProgram.h"
 #include "panel/Value.h"
 
 #include <algorithm>
@@ -131,32 +131,44 @@ std::vector<std::string> highestVersions(const std::vector<ElfVersion>& versions
     return texts;
 }
 
+// runtime may be null: then the host is taken to offer what every runtime does.
 void checkNeeded(const ElfFile& file, const std::vector<std::string>& folders,
-                 std::vector<Finding>& findings)
+                 const RuntimeProgram* runtime, std::vector<Finding>& findings)
 {
     findings.push_back(
         {Grade::kNote, "needs", file.needed.empty() ? "no library" : joined(file.needed)});
     if (!file.versions.empty()) {
         findings.push_back({Grade::kNote, "versions", joined(highestVersions(file.versions))});
     }
-    const MissingSymbols missing = findMissingSymbols(file, folders);
-    if (!missing.versions.empty()) {
-        findings.push_back({Grade::kWrong, "versions",
-                            "the library found here does not define " + joined(missing.versions)});
+    const NeededLibraries libraries(file, folders);
+    const auto isHostFunction = [](std::string_view name) {
+        return std::find(std::begin(kHostFunctions), std::end(kHostFunctions), name) !=
+               std::end(kHostFunctions);
+    };
+    std::vector<std::string_view> missing;
+    for (const ElfSymbol& symbol : file.symbols) {
+        if (symbol.defined || symbol.weak || libraries.define(symbol.name)) continue;
+        const bool offered =
+            runtime != nullptr ? runtime->offers(symbol.name) : isHostFunction(symbol.name);
+        if (!offered) missing.push_back(symbol.name);
     }
-    if (!missing.libraries.empty()) {
+    if (!libraries.missingVersions.empty()) {
+        findings.push_back(
+            {Grade::kWrong, "versions",
+             "the library found here does not define " + joined(libraries.missingVersions)});
+    }
+    if (!libraries.notFound.empty()) {
         findings.push_back(
             {Grade::kWarning, "needs",
-             "not found here: " + joined(missing.libraries) + "; see --library-path"});
+             "not found here: " + joined(libraries.notFound) + "; see --library-path"});
     }
-    if (missing.symbols.empty()) {
+    if (missing.empty()) {
         findings.push_back({Grade::kFine, "symbols", "none is missing"});
-    } else if (missing.libraries.empty()) {
-        findings.push_back(
-            {Grade::kWrong, "symbols", "undefined symbol " + joined(missing.symbols)});
+    } else if (libraries.notFound.empty()) {
+        findings.push_back({Grade::kWrong, "symbols", "undefined symbol " + joined(missing)});
     } else {
         findings.push_back({Grade::kWarning, "symbols",
-                            "in none of the libraries found here: " + joined(missing.symbols)});
+                            "in none of the libraries found here: " + joined(missing)});
     }
 }
 
@@ -202,7 +214,18 @@ std::vector<Finding> checkLibrary(const std::string& path, const CheckOptions& o
     std::vector<std::string> folders = options.folders;
     const std::vector<std::string> usual = libraryFolders(processor);
     folders.insert(folders.end(), usual.begin(), usual.end());
-    checkNeeded(*file, folders, findings);
+    std::optional<RuntimeProgram> runtime;
+    if (!options.runtime.empty()) {
+        std::vector<unsigned char> program = readFile(options.runtime);
+        try {
+            runtime.emplace(std::move(program), folders);
+            const std::vector<Finding> fit = runtime->check(*file);
+            findings.insert(findings.end(), fit.begin(), fit.end());
+        } catch (const ElfError& error) {
+            findings.push_back({Grade::kWrong, "runtime", error.what()});
+        }
+    }
+    checkNeeded(*file, folders, runtime ? &*runtime : nullptr, findings);
     checkHardening(*file, findings);
 
     const bool lacksExports = std::any_of(findings.begin(), findings.end(), [](const Finding& one) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "panel/Finding.h"
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,24 +16,12 @@ struct CheckOptions {
     std::string target;  // a name that targetOf() knows; empty: the PC that this runs on
     std::optional<StringAbi> stringAbi;
     std::vector<std::string> folders;  // looked into for needed libraries before the usual ones
+    std::string runtime;               // the program that will load it; empty: not known
     bool dryCycle = true;              // where the library is for this PC's processor
 };
 
-enum class Grade {
-    kFine,
-    kNote,
-    kWarning,  // loads, but is not as a driver should be
-    kWrong,    // the runtime can not use it
-};
-
-struct Finding {
-    Grade grade = Grade::kFine;
-    std::string subject;
-    std::string text;
-};
-
 // Looks at a library as the runtime will, without trusting its content. What is
-// wrong with the file is a finding; PanelError only for an unreadable one.
+// wrong with the files is a finding; PanelError only for an unreadable one.
 std::vector<Finding> checkLibrary(const std::string& path, const CheckOptions& options);
 
 }  // namespace panel

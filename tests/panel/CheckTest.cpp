@@ -37,10 +37,25 @@ protected:
         arguments.insert(arguments.begin(), "check");
         return m_program.run(arguments);
     }
-    std::string file(const TinyElf& elf) const
+    std::string file(const TinyElf& elf, const std::string& name = "driver.so") const
     {
         const std::vector<unsigned char> bytes = elf.bytes();
-        return m_folder.write("driver.so", std::string(bytes.begin(), bytes.end()));
+        return m_folder.write(name, std::string(bytes.begin(), bytes.end()));
+    }
+    // A driver that asks the runtime for both of its functions, as far as it has them.
+    std::string askingDriver(bool weak = true) const
+    {
+        TinyElf elf = foreignDriver();
+        elf.symbols.push_back({"Orva_GetTickCount", false, weak});
+        elf.symbols.push_back({"watch_dog_report", false, weak});
+        return file(elf);
+    }
+    static TinyElf runtimeWith(const std::vector<TinyElf::Symbol>& symbols)
+    {
+        TinyElf elf = foreignDriver();
+        elf.type = ET_EXEC;
+        elf.symbols = symbols;
+        return elf;
     }
     void expectWrong(const Finished& result, const std::string& line)
     {
@@ -115,8 +130,7 @@ TEST_F(CheckTest, SymbolsAreLookedUpInTheNeededLibrariesOfTheRightProcessor)
 {
     TinyElf runtime = foreignDriver();
     runtime.symbols = {{"runtimeFunction"}};
-    const std::vector<unsigned char> bytes = runtime.bytes();
-    folder().write("libruntime.so", std::string(bytes.begin(), bytes.end()));
+    file(runtime, "libruntime.so");
     TinyElf elf = foreignDriver();
     elf.needed = {"libruntime.so"};
     elf.symbols.push_back({"runtimeFunction", false});
@@ -128,6 +142,69 @@ TEST_F(CheckTest, SymbolsAreLookedUpInTheNeededLibrariesOfTheRightProcessor)
     const Finished with = check({"--library-path", folder().path("."), file(elf)});
     EXPECT_THAT(with.out, HasSubstr("  ok       symbols     none is missing\n"));
     EXPECT_THAT(with.out, Not(HasSubstr("not found")));
+}
+
+TEST_F(CheckTest, ARuntimeThatExportsWhatTheDriverAsksForIsFine)
+{
+    const std::string runtime =
+        file(runtimeWith({{"watch_dog_report"}, {"Orva_GetTickCount"}}), "runtime");
+    const Finished result = check({"--runtime", runtime, askingDriver()});
+    EXPECT_THAT(result.out,
+                HasSubstr("  ok       runtime     exports Orva_GetTickCount, watch_dog_report\n"));
+    EXPECT_THAT(result.out, Not(HasSubstr("does not export")));
+    EXPECT_THAT(check({"--runtime", runtime, file(foreignDriver())}).out,
+                HasSubstr("  note     runtime     the library asks it for no function\n"));
+}
+
+TEST_F(CheckTest, AFunctionThatTheRuntimeDoesNotExportIsNamedWithWhatComesOfIt)
+{
+    const std::string runtime =
+        file(runtimeWith({{"_Z16watch_dog_reportm"}, {"Orva_GetTickCount", false}}), "runtime");
+    const Finished result = check({"--runtime", runtime, askingDriver()});
+    EXPECT_THAT(result.out,
+                HasSubstr("  warning  runtime     does not export Orva_GetTickCount: the driver "
+                          "takes the system's clock instead\n"));
+    EXPECT_THAT(result.out,
+                HasSubstr("  warning  runtime     does not export watch_dog_report: a cycle that "
+                          "takes long does not feed the watchdog; _Z16watch_dog_reportm is not "
+                          "declared extern \"C\"\n"));
+    EXPECT_THAT(result.out, Not(HasSubstr("ok       runtime")));
+    // Without a weak reference it does not load.
+    EXPECT_THAT(
+        check({"--runtime", runtime, askingDriver(false)}).out,
+        HasSubstr("  WRONG    symbols     undefined symbol Orva_GetTickCount, watch_dog_report\n"));
+}
+
+TEST_F(CheckTest, ARuntimesFunctionsMayStandInALibraryOfIts)
+{
+    TinyElf library = foreignDriver();
+    library.symbols = {{"Orva_GetTickCount"}, {"watch_dog_report"}, {"runtimeText"}};
+    file(library, "libruntime.so");
+    TinyElf program = runtimeWith({});
+    program.needed = {"libruntime.so"};
+    const std::string runtime = file(program, "runtime");
+    TinyElf driver = foreignDriver();
+    driver.symbols.push_back({"watch_dog_report", false, true});
+    driver.symbols.push_back({"runtimeText", false});
+    const std::vector<std::string> with = {"--library-path", folder().path("."), "--runtime",
+                                           runtime, file(driver)};
+    EXPECT_THAT(check(with).out, HasSubstr("  ok       runtime     exports watch_dog_report\n"));
+    EXPECT_THAT(check(with).out, HasSubstr("  ok       symbols     none is missing\n"));
+    EXPECT_THAT(check({"--runtime", runtime, file(driver)}).out,
+                HasSubstr("  WRONG    symbols     undefined symbol runtimeText\n"));
+}
+
+TEST_F(CheckTest, ARuntimeThatCannotLoadTheLibraryIsWrong)
+{
+    TinyElf other = runtimeWith({});
+    other.machine = EM_AARCH64;
+    other.is64 = true;
+    expectWrong(check({"--runtime", file(other, "runtime"), askingDriver()}),
+                "runtime     is for ARM64, 64 bit, the library for ");
+    expectWrong(check({"--runtime", folder().write("text", "text"), askingDriver()}),
+                "runtime     no ELF file\n");
+    EXPECT_EQ(check({"--runtime", "/does/not/exist", askingDriver()}).err,
+              "orva-panel: cannot read '/does/not/exist': No such file or directory\n");
 }
 
 TEST_F(CheckTest, FilesThatAreNoLibraryAreSaidToBeSo)

@@ -68,9 +68,13 @@ TEST_F(LiveTest, AWrittenUserNameIsThereInTheNextCycle)
 
 TEST_F(LiveTest, TheDriverPassesItsOwnCheck)
 {
-    const Finished result = program().run({"check", PANEL_DRIVER});
+    const std::string runtime = programWords(PANEL_PROGRAM).back();
+    const Finished result = program().run({"check", "--runtime", runtime, PANEL_DRIVER});
     EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
     EXPECT_THAT(result.out, HasSubstr(", 10 channels, "));
+    // What the weak references of the real driver ask for is there in the real program.
+    EXPECT_THAT(result.out,
+                HasSubstr("  ok       runtime     exports Orva_GetTickCount, watch_dog_report\n"));
 }
 
 class LiveExampleTest : public LiveTest, public ::testing::WithParamInterface<const char*>

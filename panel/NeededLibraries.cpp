@@ -1,12 +1,10 @@
-#include "panel/SymbolSearch.h"
+#include "panel/NeededLibraries.h"
 
 #include "panel/FileBytes.h"
 
 #include <algorithm>
-#include <deque>
 #include <optional>
 #include <set>
-#include <unordered_set>
 
 namespace panel
 {
@@ -15,8 +13,6 @@ namespace
 {
 
 constexpr std::size_t kMaxLibraries = 200;
-// The host offers these itself.
-constexpr std::string_view kHostFunctions[] = {"Orva_GetTickCount", "watch_dog_report"};
 
 std::optional<ElfFile> openLibrary(const std::string& name, const ElfFile& user,
                                    const std::vector<std::string>& folders)
@@ -48,12 +44,8 @@ void addMissingVersions(const ElfFile& file, const std::string& name, const ElfF
 
 }  // namespace
 
-MissingSymbols findMissingSymbols(const ElfFile& file, const std::vector<std::string>& folders)
+NeededLibraries::NeededLibraries(const ElfFile& file, const std::vector<std::string>& folders)
 {
-    MissingSymbols missing;
-    std::deque<ElfFile> libraries;  // own the names below
-    std::unordered_set<std::string_view> provided(std::begin(kHostFunctions),
-                                                  std::end(kHostFunctions));
     std::set<std::string> seen;
     std::deque<std::string> wanted(file.needed.begin(), file.needed.end());
     while (!wanted.empty() && seen.size() < kMaxLibraries) {
@@ -62,23 +54,17 @@ MissingSymbols findMissingSymbols(const ElfFile& file, const std::vector<std::st
         if (!seen.insert(name).second) continue;
         std::optional<ElfFile> library = openLibrary(name, file, folders);
         if (!library) {
-            missing.libraries.push_back(name);
+            notFound.push_back(name);
             continue;
         }
-        libraries.push_back(std::move(*library));
-        const ElfFile& opened = libraries.back();
-        addMissingVersions(file, name, opened, missing.versions);
+        m_opened.push_back(std::move(*library));
+        const ElfFile& opened = m_opened.back();
+        addMissingVersions(file, name, opened, missingVersions);
         wanted.insert(wanted.end(), opened.needed.begin(), opened.needed.end());
         for (const ElfSymbol& symbol : opened.symbols) {
-            if (symbol.defined) provided.insert(symbol.name);
+            if (symbol.defined) m_names.insert(symbol.name);
         }
     }
-    for (const ElfSymbol& symbol : file.symbols) {
-        if (!symbol.defined && !symbol.weak && provided.count(symbol.name) == 0) {
-            missing.symbols.emplace_back(symbol.name);
-        }
-    }
-    return missing;
 }
 
 }  // namespace panel
