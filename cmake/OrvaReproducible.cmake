@@ -23,4 +23,5 @@ function(orva_without_build_paths)
     endforeach()
 endfunction()
 orva_without_build_paths(platform_base platform support vpnclient device host devicevpn
-    orva_service orva-vpnd orva_panel_lib orva-panel)
+    common orva_service orva-vpnd
+    panel_runtime panel_project panel_view panel_check panel_commands orva-panel)

@@ -1,5 +1,5 @@
-#include "panel/DryCycle.h"
-#include "panel/Processor.h"
+#include "panel/check/DryCycle.h"
+#include "panel/check/Processor.h"
 #include "tests/panel/PanelProgram.h"
 #include "tests/panel/TinyElf.h"
 

@@ -1,5 +1,5 @@
-#include "panel/ElfFile.h"
-#include "panel/Processor.h"
+#include "panel/check/ElfFile.h"
+#include "panel/check/Processor.h"
 #include "tests/panel/TinyElf.h"
 
 #include <elf.h>

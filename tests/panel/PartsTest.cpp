@@ -1,10 +1,10 @@
 #include "host/StatusCodes.h"
-#include "panel/ChannelList.h"
-#include "panel/CodeNames.h"
-#include "panel/ConfigBlob.h"
-#include "panel/PanelError.h"
-#include "panel/Secrets.h"
-#include "panel/Watchdog.h"
+#include "panel/runtime/ChannelList.h"
+#include "panel/runtime/ConfigBlob.h"
+#include "panel/runtime/PanelError.h"
+#include "panel/runtime/Watchdog.h"
+#include "panel/view/CodeNames.h"
+#include "panel/view/Secrets.h"
 
 #include <gtest/gtest.h>
 #include <limits>

@@ -1,6 +1,6 @@
-#include "panel/ConfigBlob.h"
-#include "panel/PanelError.h"
-#include "panel/ProjectFile.h"
+#include "panel/project/ProjectFile.h"
+#include "panel/runtime/ConfigBlob.h"
+#include "panel/runtime/PanelError.h"
 #include "tests/panel/PanelProgram.h"
 
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
 #include "host/StatusCodes.h"
-#include "panel/MemoryRtdb.h"
+#include "panel/runtime/MemoryRtdb.h"
 
 #include <gtest/gtest.h>
 #include <atomic>

@@ -1,5 +1,6 @@
-#include "panel/PanelError.h"
-#include "panel/Value.h"
+#include "panel/runtime/DisplayText.h"
+#include "panel/runtime/PanelError.h"
+#include "panel/runtime/Value.h"
 
 #include <gtest/gtest.h>
 #include <limits>

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "panel/runtime/ConfigBlob.h"
+
+#include <string>
+#include <vector>
+
+namespace CLI
+{
+class App;
+}
+
+namespace panel
+{
+
+class DeviceSession;
+
+// The options of every command that drives one device.
+struct DriverOptions {
+    std::string file;
+    std::string device = "VPN";
+    std::int32_t maxChannel = kDefaultMaxChannel;
+    std::string blobFile;
+    bool noConfig = false;
+    bool json = false;
+    bool showSecrets = false;
+
+    // Adds the options to a command; this record must outlive its parsing.
+    void addTo(CLI::App& command);
+
+    // The stored configuration they stand for, empty for none. Raises PanelError
+    // when the file can not be read.
+    std::vector<unsigned char> configBlob() const;
+};
+
+// Initialises the device. False, with a line on standard error, when the driver refuses.
+[[nodiscard]] bool initOrComplain(DeviceSession& session, const std::vector<unsigned char>& blob);
+
+}  // namespace panel

@@ -1,0 +1,69 @@
+#include "panel/commands/Commands.h"
+#include "panel/commands/ExitCodes.h"
+#include "panel/runtime/DisplayText.h"
+#include "panel/runtime/PanelError.h"
+#include "panel/view/Complaint.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <exception>
+#include <sstream>
+
+namespace
+{
+
+// One line on standard error for wrong use, the text itself for --help.
+int mapParseError(const CLI::App& app, const CLI::ParseError& error)
+{
+    if (error.get_exit_code() == 0) return app.exit(error);
+    std::string text = error.what();
+    // What is too much may be a password that was meant for something else.
+    const bool secret = app.got_subcommand("write") || app.got_subcommand("send");
+    if (secret && dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
+        text = "an unknown option, or more arguments than expected";
+    }
+    text = text.substr(0, text.find('\n'));
+    panel::complain(text + "; see --help");
+    return panel::kExitFailed;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    CLI::App app("Plays the HMI runtime for a device driver library", "orva-panel");
+    app.require_subcommand(1);
+    app.footer(
+        "Exit codes:\n"
+        "0: done\n"
+        "1: a command, write or configuration was answered with another code than 0\n"
+        "   (cycles do not count)\n"
+        "2: wrong use, or a library or file that can not be loaded");
+    app.set_version_flag("--version", "orva-panel " ORVA_VERSION);
+    int exitCode = panel::kExitDone;
+    panel::addPollCommand(app, exitCode);
+    panel::addSendCommand(app, exitCode);
+    panel::addWriteCommand(app, exitCode);
+    panel::addRunCommand(app, exitCode);
+    panel::addBlobCommand(app, exitCode);
+    panel::addCheckCommand(app, exitCode);
+    const auto isCommand = [&app](const std::string& word) {
+        const auto all = app.get_subcommands([](const CLI::App*) { return true; });
+        return std::any_of(all.begin(), all.end(),
+                           [&word](const CLI::App* one) { return one->get_name() == word; });
+    };
+    if (argc > 1 && argv[1][0] != '-' && !isCommand(argv[1])) {
+        panel::complain("unknown command '" + panel::displayText(std::string_view(argv[1])) +
+                        "'; see --help");
+        return panel::kExitFailed;
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return mapParseError(app, error);
+    } catch (const std::exception& error) {
+        panel::complain(error.what());
+        return panel::kExitFailed;
+    }
+    return exitCode;
+}

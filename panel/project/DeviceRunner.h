@@ -1,0 +1,63 @@
+#pragma once
+
+#include "panel/project/IRunEvents.h"
+#include "panel/project/ProjectFile.h"
+#include "panel/runtime/DeviceSession.h"
+#include "panel/runtime/StopSignal.h"
+
+#include <chrono>
+#include <vector>
+
+namespace panel
+{
+
+// One device of a running project: polls it and carries out its actions. Lives
+// on the device's own thread, as does the driver object in it.
+class DeviceRunner
+{
+public:
+    using Clock = StopSignal::Clock;
+
+    // Borrows everything, for as long as it lives.
+    DeviceRunner(const Project& project, std::size_t device, const DriverLibrary& library,
+                 VariableStore& variables, IRunEvents& events, const StopSignal& stop);
+
+    // Works until the stop. False when the driver answered a command, a write or
+    // its configuration with another code than 0. Raises PanelError when the
+    // library makes no object or an event can not be reported.
+    [[nodiscard]] bool run(Clock::time_point start);
+
+private:
+    struct Scheduled {
+        const ProjectAction* action;
+        Clock::time_point due;
+        int left;      // -1: without end
+        bool wasTrue;  // of its condition
+        bool isCondition() const { return action->when.has_value(); }
+    };
+
+    void poll(DeviceSession& session);
+    void doWhatIsDue(DeviceSession& session);
+    void doWhatBecameTrue(DeviceSession& session);
+    // Whether the action's condition has become true since the last call.
+    bool becameTrue(Scheduled& scheduled) const;
+    // The action that has been due for the longest time, the first in the file of
+    // several; null when none is.
+    Scheduled* mostOverdue(Clock::time_point now);
+    void carryOut(DeviceSession& session, const ProjectAction& action);
+    Clock::time_point nextWake(Clock::time_point now) const;
+
+    const Project& m_project;
+    const ProjectDevice& m_device;
+    const DriverLibrary& m_library;
+    VariableStore& m_variables;
+    IRunEvents& m_events;
+    const StopSignal& m_stop;
+    std::vector<Scheduled> m_schedule;
+    bool m_hasConditions = false;
+    Clock::time_point m_nextPoll;
+    std::optional<CycleResult> m_lastCycle;
+    bool m_allWell = true;
+};
+
+}  // namespace panel

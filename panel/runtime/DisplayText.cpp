@@ -1,0 +1,57 @@
+#include "panel/runtime/DisplayText.h"
+
+#include "common/Utf8.h"
+
+#include <array>
+#include <charconv>
+
+namespace panel
+{
+
+namespace
+{
+
+// Controls the screen, or turns the direction of what follows around.
+bool isControl(std::uint32_t value)
+{
+    return value < 0x20 || (value >= 0x7F && value <= 0x9F) ||
+           (value >= 0x202A && value <= 0x202E) || (value >= 0x2066 && value <= 0x2069);
+}
+
+}  // namespace
+
+std::string displayText(std::string_view text)
+{
+    constexpr const char* kDigits = "0123456789ABCDEF";
+    std::string shown;
+    shown.reserve(text.size());
+    while (!text.empty()) {
+        const common::Utf8Character first = common::firstCharacter(text);
+        for (const char c : text.substr(0, first.bytes)) {
+            if (first.valid && !isControl(first.value)) {
+                shown += c;
+                continue;
+            }
+            const auto byte = static_cast<unsigned char>(c);
+            shown += "\\x";
+            shown += kDigits[byte >> 4];
+            shown += kDigits[byte & 0xF];
+        }
+        text.remove_prefix(first.bytes);
+    }
+    return shown;
+}
+
+std::string displayText(const Value& value)
+{
+    if (const auto* text = std::get_if<std::string>(&value)) {
+        return displayText(std::string_view(*text));
+    }
+    if (const int* number = std::get_if<int>(&value)) return std::to_string(*number);
+    std::array<char, 32> digits{};
+    const std::to_chars_result result =
+        std::to_chars(digits.data(), digits.data() + digits.size(), std::get<double>(value));
+    return std::string(digits.data(), result.ptr);
+}
+
+}  // namespace panel

@@ -1,0 +1,93 @@
+#include "panel/view/JsonLines.h"
+
+#include "panel/view/CodeNames.h"
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+namespace panel
+{
+
+namespace
+{
+
+using Json = nlohmann::ordered_json;
+
+Json jsonOf(const Value& value)
+{
+    return std::visit([](const auto& typed) { return Json(typed); }, value);
+}
+
+// Hundredths of a millisecond are as fine as such a measurement goes.
+double rounded(double ms) { return std::round(ms * 100) / 100; }
+
+Json begin(std::string_view device)
+{
+    Json line = Json::object();
+    if (!device.empty()) line["device"] = device;
+    return line;
+}
+
+void addCall(Json& line, CodeOf call, const CallResult& result)
+{
+    line["code"] = result.code;
+    line["meaning"] = meaningOf(call, result.code);
+    line["ms"] = rounded(result.ms);
+    Json& variables = line["variables"] = Json::object();
+    for (const NamedValue& one : result.written) variables[one.name] = jsonOf(one.value);
+}
+
+std::string finish(const Json& line)
+{
+    return line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace
+
+std::string cycleJson(const CycleResult& result, bool showSecrets, std::string_view device)
+{
+    Json line = begin(device);
+    line["cycle"] = result.cycle;
+    line["code"] = result.code;
+    line["ms"] = rounded(result.ms);
+    Json& channels = line["channels"] = Json::object();
+    for (const auto& [number, value] : result.channels) {
+        const bool masked = findChannel(number)->secret && !showSecrets;
+        channels[std::to_string(number)] = masked ? Json(kMask) : jsonOf(value);
+    }
+    return finish(line);
+}
+
+std::string commandJson(std::string_view command, const CallResult& result, std::string_view device)
+{
+    Json line = begin(device);
+    line["command"] = command;
+    addCall(line, CodeOf::kCommand, result);
+    return finish(line);
+}
+
+std::string writeJson(int channel, const CallResult& result, std::string_view device)
+{
+    Json line = begin(device);
+    line["write"] = channel;
+    addCall(line, CodeOf::kWrite, result);
+    return finish(line);
+}
+
+std::string setJson(const NamedValue& variable, std::string_view device)
+{
+    Json line = begin(device);
+    line["set"] = variable.name;
+    line["value"] = jsonOf(variable.value);
+    return finish(line);
+}
+
+std::string watchdogJson(std::string_view device, bool silent, long long ms)
+{
+    Json line = begin(device);
+    line["watchdog"] = silent ? "silent" : "back";
+    line["ms"] = ms;
+    return finish(line);
+}
+
+}  // namespace panel

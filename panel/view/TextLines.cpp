@@ -1,0 +1,63 @@
+#include "panel/view/TextLines.h"
+
+#include "panel/runtime/DisplayText.h"
+#include "panel/view/CodeNames.h"
+
+#include <array>
+#include <cstdio>
+
+namespace panel
+{
+
+std::string durationText(double ms)
+{
+    std::array<char, 48> text{};
+    std::snprintf(text.data(), text.size(), "%.2f ms", ms);
+    return text.data();
+}
+
+std::string channelText(int number, const Value& value, bool showSecrets)
+{
+    const ChannelInfo& channel = *findChannel(number);
+    std::array<char, 48> head{};
+    std::snprintf(head.data(), head.size(), "  %2d  %-18s", number, channel.name);
+    const bool masked = channel.secret && !showSecrets;
+    return head.data() + (masked ? kMask : displayText(value)) + "\n";
+}
+
+std::string cycleHead(const CycleResult& result)
+{
+    return "cycle " + std::to_string(result.cycle) + ": " +
+           codeWithMeaning(CodeOf::kCollect, result.code) + ", " + durationText(result.ms);
+}
+
+std::string cycleText(const CycleResult& result, bool showSecrets)
+{
+    std::string text = cycleHead(result) + "\n";
+    for (const auto& [number, value] : result.channels) {
+        text += channelText(number, value, showSecrets);
+    }
+    if (result.channels.empty()) text += "  no channel published\n";
+    return text;
+}
+
+std::string writeText(int number, const Value& value, bool showSecrets)
+{
+    const ChannelInfo& channel = *findChannel(number);
+    const bool masked = channel.secret && !showSecrets;
+    return "channel " + std::to_string(number) + " (" + channel.name +
+           ") = " + (masked ? kMask : displayText(value));
+}
+
+std::string callText(std::string_view what, std::string_view codeWithMeaning,
+                     const CallResult& result)
+{
+    std::string text = std::string(what) + ": " + std::string(codeWithMeaning) + ", " +
+                       durationText(result.ms) + "\n";
+    for (const NamedValue& one : result.written) {
+        text += "  " + one.name + " = " + displayText(one.value) + "\n";
+    }
+    return text;
+}
+
+}  // namespace panel
