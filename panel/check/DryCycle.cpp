@@ -16,7 +16,9 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <string_view>
 
@@ -66,7 +68,7 @@ void live(const std::string& path, const Reporter& reporter)
     reporter.line(kStep, "CollectDevData");
     const CycleResult result = session->collect(allChannels());
     reporter.line(kStep, "CleanupDevice and DestroyDeviceCtrl");
-    session.reset();
+    session->close();
     reporter.line(kOutcome, codeWithMeaning(CodeOf::kCollect, result.code) + ", " +
                                 std::to_string(result.channels.size()) + " channels, " +
                                 durationText(result.ms));
@@ -75,6 +77,7 @@ void live(const std::string& path, const Reporter& reporter)
 
 [[noreturn]] void runChild(const std::string& path, int fd)
 {
+    std::set_terminate(std::abort);  // a crash that the parent sees as one
     const rlimit noCore = {0, 0};
     ::setrlimit(RLIMIT_CORE, &noCore);
     ::dup2(STDERR_FILENO, STDOUT_FILENO);  // the driver's own text is no part of the report

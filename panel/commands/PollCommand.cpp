@@ -51,6 +51,7 @@ int poll(const PollOptions& options)
         due = std::max(due + std::chrono::milliseconds(options.periodMs), StopSignal::Clock::now());
         if (stop.waitUntil(due)) break;
     }
+    session.close();
     return kExitDone;
 }
 

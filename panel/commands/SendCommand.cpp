@@ -64,6 +64,7 @@ int send(const SendOptions& options)
                                     codeWithMeaning(CodeOf::kCommand, result.code), result));
         if (result.code != kResultOk) exitCode = kExitDriverCode;
     }
+    session.close();
     return exitCode;
 }
 

@@ -45,6 +45,7 @@ int write(const WriteOptions& options)
         output.write(callText(writeText(options.channel, value, options.driver.showSecrets),
                               codeWithMeaning(CodeOf::kWrite, result.code), result));
     }
+    session.close();
     return result.code == kResultOk ? kExitDone : kExitDriverCode;
 }
 

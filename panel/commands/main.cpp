@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <sstream>
 
@@ -27,10 +28,18 @@ int mapParseError(const CLI::App& app, const CLI::ParseError& error)
     return panel::kExitFailed;
 }
 
+// An exception from a library's static objects or from a thread of its own.
+[[noreturn]] void endWithoutAbort()
+{
+    panel::complain("an exception came out of a library where none can be caught");
+    std::_Exit(panel::kExitFailed);
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
 {
+    std::set_terminate(endWithoutAbort);
     CLI::App app("Plays the HMI runtime for a device driver library", "orva-panel");
     app.require_subcommand(1);
     app.footer(
@@ -38,7 +47,7 @@ int main(int argc, char** argv)
         "0: done\n"
         "1: a command, write or configuration was answered with another code than 0\n"
         "   (cycles do not count)\n"
-        "2: wrong use, or a library or file that can not be loaded");
+        "2: wrong use, a library or file that can not be loaded, or a driver that throws");
     app.set_version_flag("--version", "orva-panel " ORVA_VERSION);
     int exitCode = panel::kExitDone;
     panel::addPollCommand(app, exitCode);

@@ -66,6 +66,7 @@ bool DeviceRunner::run(Clock::time_point start)
         if (Clock::now() >= m_nextPoll) poll(session);
         doWhatIsDue(session);
     }
+    session.close();
     return m_allWell;
 }
 

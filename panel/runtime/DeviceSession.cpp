@@ -1,8 +1,10 @@
 #include "panel/runtime/DeviceSession.h"
 
 #include "host/StatusCodes.h"
+#include "panel/runtime/DriverCall.h"
 
 #include <type_traits>
+#include <utility>
 
 namespace panel
 {
@@ -27,17 +29,42 @@ DeviceSession::DeviceSession(const DriverLibrary& library, const std::string& na
 
 DeviceSession::~DeviceSession()
 {
-    m_device->CleanupDevice();
-    m_library.destroy(m_device);
+    try {
+        close();
+    } catch (const PanelError&) {
+        // What failed before is on its way to the person already.
+    }
+}
+
+void DeviceSession::close()
+{
+    if (m_device == nullptr) return;
+    IDeviceCtrl* device = std::exchange(m_device, nullptr);
+    try {
+        callDriver(m_library.path(), "CleanupDevice", [&] { return device->CleanupDevice(); });
+    } catch (const PanelError&) {
+        m_library.destroy(device);
+        throw;
+    }
+    m_library.destroy(device);
+}
+
+template <class Call>
+int DeviceSession::call(const char* name, Call function) const
+{
+    return callDriver(m_library.path(), name, function);
 }
 
 int DeviceSession::init(const std::vector<unsigned char>& blob)
 {
-    const int status = m_device->UpdataCommunication(&m_communication);
+    const int status = call("UpdataCommunication",
+                            [&] { return m_device->UpdataCommunication(&m_communication); });
     if (status != kStatusOk) return status;
     const unsigned char nothing = 0;  // no driver gets a null pointer from us
-    return m_device->InitDevice(blob.empty() ? &nothing : blob.data(),
-                                static_cast<int>(blob.size()));
+    return call("InitDevice", [&] {
+        return m_device->InitDevice(blob.empty() ? &nothing : blob.data(),
+                                    static_cast<int>(blob.size()));
+    });
 }
 
 CycleResult DeviceSession::collect(const ChannelFlags& channels)
@@ -45,7 +72,8 @@ CycleResult DeviceSession::collect(const ChannelFlags& channels)
     CycleResult result;
     result.cycle = ++m_cycles;
     const Clock::time_point start = Clock::now();
-    result.code = m_device->CollectDevData(channels.data(), kChannelCount);
+    result.code = call("CollectDevData",
+                       [&] { return m_device->CollectDevData(channels.data(), kChannelCount); });
     result.ms = millisecondsSince(start);
     result.channels = m_rtdb.takePublished();
     return result;
@@ -55,7 +83,7 @@ CallResult DeviceSession::command(const std::string& text)
 {
     CallResult result;
     const Clock::time_point start = Clock::now();
-    result.code = m_device->DevIOCtrl(text.c_str());
+    result.code = call("DevIOCtrl", [&] { return m_device->DevIOCtrl(text.c_str()); });
     result.ms = millisecondsSince(start);
     result.written = m_rtdb.takeWritten();
     return result;
@@ -75,7 +103,8 @@ CallResult DeviceSession::write(int number, const Value& value)
         },
         copy);
     const Clock::time_point start = Clock::now();
-    result.code = m_device->WriteChannel(number - 1, typeOf(copy), pointer);
+    result.code = call("WriteChannel",
+                       [&] { return m_device->WriteChannel(number - 1, typeOf(copy), pointer); });
     result.ms = millisecondsSince(start);
     result.written = m_rtdb.takeWritten();
     return result;

@@ -32,12 +32,14 @@ struct CallResult {
 //   1. The constructor makes the driver object.
 //   2. init() hands it the communication object and the stored configuration.
 //   3. Any number of collect(), command() and write().
-//   4. The destructor cleans the device up and destroys the driver object.
+//   4. close() cleans the device up and destroys the driver object; the destructor
+//      does so where something else has failed before.
+// Every operation raises PanelError when the driver throws.
 class DeviceSession
 {
 public:
     // Borrows the library and the variables, which must outlive the session.
-    // Raises PanelError when the library makes no object.
+    // Raises PanelError as well when the library makes no object.
     DeviceSession(const DriverLibrary& library, const std::string& name, VariableStore& variables);
     ~DeviceSession();
     DeviceSession(const DeviceSession&) = delete;
@@ -51,11 +53,17 @@ public:
     // number counts from 1.
     CallResult write(int number, const Value& value);
 
+    // The end; nothing may be called after it.
+    void close();
+
 private:
+    template <class Call>
+    int call(const char* name, Call function) const;
+
     const DriverLibrary& m_library;
     MemoryRtdb m_rtdb;
     MemoryCommunication m_communication;
-    IDeviceCtrl* m_device;  // made and destroyed by the library
+    IDeviceCtrl* m_device;  // made and destroyed by the library; null after close()
     long long m_cycles = 0;
 };
 

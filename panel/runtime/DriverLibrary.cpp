@@ -1,9 +1,9 @@
 #include "panel/runtime/DriverLibrary.h"
 
+#include "panel/runtime/DriverCall.h"
 #include "panel/runtime/PanelError.h"
 
 #include <dlfcn.h>
-#include <exception>
 
 namespace panel
 {
@@ -53,18 +53,17 @@ DriverLibrary::~DriverLibrary() { ::dlclose(m_handle); }
 
 IDeviceCtrl* DriverLibrary::create(const std::string& deviceName, IDevRtdbCtrl& rtdb) const
 {
-    IDeviceCtrl* device = nullptr;
-    try {
-        device = m_create(deviceName.c_str(), &rtdb);
-    } catch (const std::exception& error) {
-        throw PanelError("driver '" + m_path + "': " + kCreateName + " raised: " + error.what());
-    }
+    IDeviceCtrl* device =
+        callDriver(m_path, kCreateName, [&] { return m_create(deviceName.c_str(), &rtdb); });
     if (device == nullptr) {
         throw PanelError("driver '" + m_path + "': " + kCreateName + " returned no object");
     }
     return device;
 }
 
-int DriverLibrary::destroy(IDeviceCtrl* device) const { return m_destroy(device); }
+int DriverLibrary::destroy(IDeviceCtrl* device) const
+{
+    return callDriver(m_path, kDestroyName, [&] { return m_destroy(device); });
+}
 
 }  // namespace panel

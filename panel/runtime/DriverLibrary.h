@@ -26,8 +26,10 @@ public:
     // A new driver object, never null; the caller hands it back through destroy().
     // Raises PanelError when the library makes none. Borrows rtdb until then.
     [[nodiscard]] IDeviceCtrl* create(const std::string& deviceName, IDevRtdbCtrl& rtdb) const;
-    // The library's status; the object is gone.
+    // The library's status; the object is gone. Raises PanelError when the library throws.
     int destroy(IDeviceCtrl* device) const;
+
+    const std::string& path() const { return m_path; }
 
 private:
     using CreateFunction = IDeviceCtrl* (*)(const char*, IDevRtdbCtrl*);

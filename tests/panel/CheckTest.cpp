@@ -296,6 +296,8 @@ TEST_F(CheckTest, ALibraryThatCrashesOrRefusesIsReportedAndHarmsNobody)
     expectWrong(check({plugin("scripted_driver")}),
                 "dry cycle   InitDevice: code 0x80000001 (configuration refused)\n");
     expectWrong(check({plugin("null_object")}), "dry cycle   driver '");
+    EXPECT_THAT(check({plugin("throwing_constructor")}).out,
+                HasSubstr("dry cycle   crashes in loading: "));
 }
 
 TEST_F(CheckTest, ALibraryThatClosesThePipeAndHangsIsEndedByTheDeadline)

@@ -65,6 +65,12 @@ TEST_F(LoadErrorTest, AFactoryWithoutObjectIsAnError)
     expectRefused(plugin("null_object"), "CreateDeviceCtrl returned no object");
 }
 
+TEST_F(LoadErrorTest, AnExceptionThatNobodyCanCatchIsOneLineToo)
+{
+    expectRefused(plugin("throwing_constructor"),
+                  "orva-panel: an exception came out of a library where none can be caught\n");
+}
+
 TEST_F(LoadErrorTest, AnUndefinedSymbolIsNamedAtOnce)
 {
     expectRefused(plugin("undefined_symbol"), "undefined symbol: functionThatNobodyHas");

@@ -240,6 +240,7 @@ TEST_F(PollTest, HelpTellsTheExitCodes)
     const Finished result = poll({"--help"});
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_THAT(result.out, HasSubstr("exit code is 0 when all cycles ran"));
+    EXPECT_THAT(program().run({"--help"}).out, HasSubstr("or a driver that throws\n"));
 }
 
 }  // namespace

@@ -9,6 +9,8 @@
 //   say TEXT                    collections print TEXT on standard output
 //   vanish                      collections close the descriptors of the host
 //   crash                       collections end the process
+//   throw CALL KIND             create, init, collect, command, write, cleanup or destroy throws
+//                               an int, a std exception, or an own type
 // Every call it gets is a line in the file that ORVA_TEST_LOG names.
 #include "host/HostInterface.h"
 
@@ -21,7 +23,9 @@
 #include <cstdlib>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <vector>
 
 extern "C" {
@@ -48,6 +52,13 @@ struct Script {
     bool feed = false;
     bool crash = false;
     bool vanish = false;
+    std::string throwingCall;
+    std::string thrownKind;
+};
+
+// A type that is gone when the library is unloaded.
+struct OwnException : std::exception {
+    const char* what() const noexcept override { return "own"; }
 };
 
 Step readStep(std::istream& words)
@@ -80,8 +91,17 @@ Script readScript(const char* path)
         if (statement == "feed") script.feed = true;
         if (statement == "crash") script.crash = true;
         if (statement == "vanish") script.vanish = true;
+        if (statement == "throw") words >> script.throwingCall >> script.thrownKind;
     }
     return script;
+}
+
+void throwIn(const Script& script, const char* call)
+{
+    if (script.throwingCall != call) return;
+    if (script.thrownKind == "int") throw 7;
+    if (script.thrownKind == "own") throw OwnException();
+    throw std::runtime_error("standard");
 }
 
 void waitForFile(const std::string& path, bool feed)
@@ -102,6 +122,7 @@ public:
         log("create " + m_name + (Orva_GetTickCount && watch_dog_report ? " with tools" : ""));
     }
     ~ScriptedDriver() override { log("destroy"); }
+    const Script& script() const { return m_script; }
 
     int InitDevice(const unsigned char* pData, int nLen) override
     {
@@ -112,11 +133,13 @@ public:
             bytes += text;
         }
         log("init" + bytes);
+        throwIn(m_script, "init");
         return m_script.initCode;
     }
     int CleanupDevice() override
     {
         log("cleanup");
+        throwIn(m_script, "cleanup");
         return 0;
     }
     int CollectDevData(const int* pChannels, int nCount) override
@@ -125,6 +148,7 @@ public:
         std::string flags;
         for (int i = 0; i < nCount; ++i) flags += pChannels[i] == 1 ? '1' : '0';
         log("collect " + flags);
+        throwIn(m_script, "collect");
         for (int fd = 3; m_script.vanish && fd < 64; ++fd) ::close(fd);
         if (m_name == m_script.holdName) waitForFile(m_script.holdFile, m_script.feed);
         if (m_script.crash) std::abort();
@@ -144,6 +168,7 @@ public:
     {
         useCommunication();
         log(std::string("command ") + szCmd);
+        throwIn(m_script, "command");
         const std::string command = szCmd;
         const auto found = m_script.commands.find(command.substr(0, command.find('(')));
         if (found == m_script.commands.end()) return 5;
@@ -158,6 +183,7 @@ public:
         if (type == DATATYPE_DOUBLE) line << *static_cast<double*>(pValue);
         if (type == DATATYPE_STRING) line << static_cast<char*>(pValue);
         log(line.str());
+        throwIn(m_script, "write");
         return m_script.writeCode;
     }
     int UpdataCommunication(ICommunication* pComm) override
@@ -210,11 +236,15 @@ extern "C" {
 
 IDeviceCtrl* CreateDeviceCtrl(const char* name, IDevRtdbCtrl* rtdb)
 {
-    return new ScriptedDriver(name, rtdb);
+    auto device = std::make_unique<ScriptedDriver>(name, rtdb);
+    throwIn(device->script(), "create");
+    return device.release();
 }
 
 int DestroyDeviceCtrl(IDeviceCtrl* device)
 {
+    const Script script = static_cast<ScriptedDriver*>(device)->script();
     delete device;
+    throwIn(script, "destroy");
     return 0;
 }
