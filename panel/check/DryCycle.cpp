@@ -1,5 +1,6 @@
 #include "panel/check/DryCycle.h"
 
+#include "common/Descriptor.h"
 #include "host/StatusCodes.h"
 #include "panel/check/LoadDriver.h"
 #include "panel/runtime/ConfigBlob.h"
@@ -10,12 +11,15 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -30,7 +34,9 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
+// More than these is read, so that nobody waits, and forgotten.
 constexpr std::size_t kMaxReportBytes = 65536;
+constexpr std::size_t kMaxTextBytes = 2048;
 // A line of the child that starts so is the step that it is about to take.
 constexpr char kStep = '>';
 constexpr char kOutcome = '=';
@@ -75,13 +81,28 @@ void live(const std::string& path, const Reporter& reporter)
     reporter.line(kStep, "unloading");
 }
 
-[[noreturn]] void runChild(const std::string& path, int fd)
+struct Pipe {
+    common::Descriptor out;
+    common::Descriptor in;
+};
+
+Pipe makePipe()
 {
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw PanelError("no descriptor left for a pipe");
+    return {common::Descriptor(ends[0]), common::Descriptor(ends[1])};
+}
+
+[[noreturn]] void runChild(const std::string& path, pid_t parent, int reportFd, int textFd)
+{
+    // Nobody else would end a library that hangs when the program is ended meanwhile.
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != parent) ::_exit(1);
     std::set_terminate(std::abort);  // a crash that the parent sees as one
     const rlimit noCore = {0, 0};
     ::setrlimit(RLIMIT_CORE, &noCore);
-    ::dup2(STDERR_FILENO, STDOUT_FILENO);  // the driver's own text is no part of the report
-    const Reporter reporter(fd);
+    ::dup2(textFd, STDOUT_FILENO);
+    const Reporter reporter(reportFd);
     try {
         live(path, reporter);
         reporter.line(kStep, "");
@@ -90,27 +111,66 @@ void live(const std::string& path, const Reporter& reporter)
     } catch (...) {
         reporter.line(kError, "an exception of unknown type came out of the library");
     }
+    std::fflush(stdout);
     ::_exit(0);
 }
 
-// Everything the child reports until it closes the pipe; false when the time is over.
-bool readReport(int fd, Clock::time_point deadline, std::string& report)
+// What comes out of the child, from both of its pipes.
+class ChildOutput
 {
-    while (report.size() < kMaxReportBytes) {
-        const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        if (left <= 0) return false;
-        pollfd entry = {fd, POLLIN, 0};
-        const int ready = ::poll(&entry, 1, static_cast<int>(left));
-        if (ready <= 0) continue;
-        std::array<char, 1024> bytes;
-        const ssize_t count = ::read(fd, bytes.data(), bytes.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) return true;
-        report.append(bytes.data(), static_cast<std::size_t>(count));
+public:
+    ChildOutput(common::Descriptor reportFd, common::Descriptor textFd)
+        : m_report(std::move(reportFd)), m_text(std::move(textFd))
+    {
     }
-    return true;
-}
+
+    // Everything until the child closes the report; false when the time is over. A
+    // library that prints without end is read on, or it would wait for us.
+    bool readUntil(Clock::time_point deadline)
+    {
+        while (m_report) {
+            const auto left =
+                std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+            if (left <= 0) return false;
+            readSome(static_cast<int>(left));
+        }
+        return true;
+    }
+    // What is left after the child's end.
+    void readRest()
+    {
+        while (m_text && text.size() < kMaxTextBytes && readSome(0)) {
+        }
+    }
+
+    std::string report;
+    std::string text;
+
+private:
+    bool readSome(int timeoutMs)
+    {
+        // poll() passes over descriptors below 0.
+        std::array<pollfd, 2> entries = {{{m_report.get(), POLLIN, 0}, {m_text.get(), POLLIN, 0}}};
+        if (::poll(entries.data(), entries.size(), timeoutMs) <= 0) return false;
+        if (entries[0].revents != 0) append(m_report, report, kMaxReportBytes);
+        if (entries[1].revents != 0) append(m_text, text, kMaxTextBytes);
+        return true;
+    }
+    static void append(common::Descriptor& from, std::string& to, std::size_t most)
+    {
+        std::array<char, 4096> bytes;
+        const ssize_t count = ::read(from.get(), bytes.data(), bytes.size());
+        if (count < 0 && errno == EINTR) return;
+        if (count <= 0) {
+            from.reset();
+            return;
+        }
+        to.append(bytes.data(), std::min(static_cast<std::size_t>(count), most - to.size()));
+    }
+
+    common::Descriptor m_report;
+    common::Descriptor m_text;
+};
 
 // Waits for the end of the child, whose closed pipe does not promise one: a
 // library may close it and go on. False when the time is over.
@@ -141,38 +201,46 @@ std::string lastLine(const std::string& report, char kind)
 
 DryCycleResult runDryCycle(const std::string& library, std::chrono::milliseconds timeout)
 {
-    std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw PanelError("no descriptor left for a pipe");
+    Pipe report = makePipe();
+    Pipe text = makePipe();
+    std::fflush(stdout);
+    const pid_t self = ::getpid();
     // On purpose without exec: the child's work is this program's own, and with one
     // thread only there is no lock that the fork could leave behind.
     const pid_t child = ::fork();
-    if (child == 0) runChild(library, ends[1]);
-    ::close(ends[1]);
-    std::string report;
-    const Clock::time_point deadline = Clock::now() + timeout;
-    bool inTime = child > 0 && readReport(ends[0], deadline, report);
-    ::close(ends[0]);
+    if (child == 0) runChild(library, self, report.in.get(), text.in.get());
     if (child < 0) throw PanelError("cannot start a process for the dry cycle");
+    report.in.reset();
+    text.in.reset();
+    ChildOutput output(std::move(report.out), std::move(text.out));
+    const Clock::time_point deadline = Clock::now() + timeout;
     int status = 0;
-    inTime = inTime && endsBy(child, deadline, status);
+    const bool inTime = output.readUntil(deadline) && endsBy(child, deadline, status);
     if (!inTime) {
         ::kill(child, SIGKILL);
         while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
         }
     }
+    output.readRest();
 
-    const std::string step = lastLine(report, kStep);
-    const std::string error = lastLine(report, kError);
-    if (!inTime) return {false, "hangs in " + (step.empty() ? "ending" : step)};
-    if (!error.empty()) return {false, error};
-    if (WIFSIGNALED(status)) {
-        return {false, "crashes in " + step + ": " + ::strsignal(WTERMSIG(status))};
+    DryCycleResult result;
+    result.printed = std::move(output.text);
+    const std::string step = lastLine(output.report, kStep);
+    result.text = lastLine(output.report, kError);
+    if (!inTime) {
+        result.text = "hangs in " + (step.empty() ? "ending" : step);
+    } else if (!result.text.empty()) {
+        // Its own words are the best there are.
+    } else if (WIFSIGNALED(status)) {
+        result.text = "crashes in " + step + ": " + ::strsignal(WTERMSIG(status));
+    } else if (!step.empty() || WEXITSTATUS(status) != 0) {
+        result.text = "ends the process in " + step + " with exit code " +
+                      std::to_string(WEXITSTATUS(status));
+    } else {
+        result.text = lastLine(output.report, kOutcome);
+        result.completed = true;
     }
-    if (!step.empty() || WEXITSTATUS(status) != 0) {
-        return {false, "ends the process in " + step + " with exit code " +
-                           std::to_string(WEXITSTATUS(status))};
-    }
-    return {true, lastLine(report, kOutcome)};
+    return result;
 }
 
 }  // namespace panel

@@ -188,10 +188,16 @@ void checkHardening(const ElfFile& file, std::vector<Finding>& findings)
     }
 }
 
-Finding dryCycle(const std::string& path)
+void addDryCycle(const std::string& path, std::vector<Finding>& findings)
 {
     const DryCycleResult result = runDryCycle(path);
-    return {result.completed ? Grade::kFine : Grade::kWrong, "dry cycle", result.text};
+    findings.push_back({result.completed ? Grade::kFine : Grade::kWrong, "dry cycle", result.text});
+    for (std::size_t begin = 0; begin < result.printed.size();) {
+        const std::size_t end = std::min(result.printed.find('\n', begin), result.printed.size());
+        findings.push_back({Grade::kNote, "dry cycle",
+                            "the library printed: " + result.printed.substr(begin, end - begin)});
+        begin = end + 1;
+    }
 }
 
 }  // namespace
@@ -242,7 +248,7 @@ std::vector<Finding> checkLibrary(const std::string& path, const CheckOptions& o
     } else if (lacksExports) {
         findings.push_back({Grade::kNote, "dry cycle", "not possible without the exports"});
     } else {
-        findings.push_back(dryCycle(path));
+        addDryCycle(path, findings);
     }
     return findings;
 }

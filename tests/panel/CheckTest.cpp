@@ -6,6 +6,9 @@
 #include <elf.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -63,6 +66,25 @@ protected:
         EXPECT_THAT(result.out, HasSubstr("  WRONG    " + line));
         EXPECT_THAT(result.err, HasSubstr("can not be used as a driver: "));
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    }
+    template <class Condition>
+    static bool waitFor(Condition condition, std::chrono::seconds atMost = std::chrono::seconds(30))
+    {
+        const auto deadline = std::chrono::steady_clock::now() + atMost;
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            ::poll(nullptr, 0, 5);
+        }
+        return true;
+    }
+    // Not one that has ended and waits for its parent.
+    static bool runs(int process)
+    {
+        std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+        std::string stat;
+        std::getline(file, stat);
+        const std::size_t name = stat.rfind(") ");
+        return name != stat.npos && stat[name + 2] != 'Z' && stat[name + 2] != 'X';
     }
     PanelProgram& program() { return m_program; }
     TestFolder& folder() { return m_folder; }
@@ -308,6 +330,42 @@ TEST_F(CheckTest, ALibraryThatClosesThePipeAndHangsIsEndedByTheDeadline)
         panel::runDryCycle(plugin("scripted_driver"), std::chrono::milliseconds(200));
     EXPECT_FALSE(result.completed);
     EXPECT_EQ(result.text, "hangs in CollectDevData");
+}
+
+TEST_F(CheckTest, AHungLibraryGoesWithTheCheckThatIsEndedByASignal)
+{
+    program().script("pid\nhold check " + folder().path("never") + "\n");
+    for (const int number : {SIGTERM, SIGKILL}) {
+        program().start({"check", plugin("scripted_driver")});
+        ASSERT_TRUE(
+            waitFor([this] { return program().calls().find("collect") != std::string::npos; }));
+        const std::string calls = program().calls();
+        const int child = std::stoi(calls.substr(calls.find("pid ") + 4));
+        ASSERT_TRUE(runs(child));
+        program().signal(number);
+        // The library itself would come back after 20 s.
+        EXPECT_TRUE(waitFor([child] { return !runs(child); }, std::chrono::seconds(10)));
+        EXPECT_EQ(program().finish().exitCode, -1);
+        folder().write("log", "");
+    }
+}
+
+TEST_F(CheckTest, WhatTheDriverPrintsIsANoteWithoutControlCharacters)
+{
+    program().script("say look\x1b[2J\xC2\x9B\ncycle 0\n");
+    const Finished result = check({plugin("scripted_driver")});
+    EXPECT_THAT(result.out,
+                HasSubstr("  note     dry cycle   the library printed: look\\x1B[2J\\xC2\\x9B\n"));
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_F(CheckTest, ALibraryThatPrintsWithoutEndIsReadButNotKept)
+{
+    program().script("flood 300000\ncycle 0\n");
+    const Finished result = check({plugin("scripted_driver")});
+    EXPECT_EQ(result.exitCode, 0) << result.out;
+    EXPECT_LT(result.out.size(), 4096U);
+    EXPECT_THAT(result.out, HasSubstr("the library printed: x"));
 }
 
 TEST_F(CheckTest, ALibraryThatHangsIsEndedByTheDeadline)

@@ -7,6 +7,8 @@
 //   hold NAME FILE              collections of the device wait, for 20 s at most, until FILE exists
 //   feed                        a device that waits feeds the host's watchdog
 //   say TEXT                    collections print TEXT on standard output
+//   pid                         collections note the number of the process
+//   flood BYTES                 collections print so many bytes on standard output
 //   vanish                      collections close the descriptors of the host
 //   crash                       collections end the process
 //   throw CALL KIND             create, init, collect, command, write, cleanup or destroy throws
@@ -52,6 +54,8 @@ struct Script {
     bool feed = false;
     bool crash = false;
     bool vanish = false;
+    bool pid = false;
+    long flood = 0;
     std::string throwingCall;
     std::string thrownKind;
 };
@@ -90,6 +94,8 @@ Script readScript(const char* path)
         if (statement == "say") std::getline(words >> std::ws, script.say);
         if (statement == "feed") script.feed = true;
         if (statement == "crash") script.crash = true;
+        if (statement == "flood") words >> script.flood;
+        if (statement == "pid") script.pid = true;
         if (statement == "vanish") script.vanish = true;
         if (statement == "throw") words >> script.throwingCall >> script.thrownKind;
     }
@@ -147,12 +153,14 @@ public:
         useCommunication();
         std::string flags;
         for (int i = 0; i < nCount; ++i) flags += pChannels[i] == 1 ? '1' : '0';
+        if (m_script.pid) log("pid " + std::to_string(::getpid()));
         log("collect " + flags);
         throwIn(m_script, "collect");
         for (int fd = 3; m_script.vanish && fd < 64; ++fd) ::close(fd);
         if (m_name == m_script.holdName) waitForFile(m_script.holdFile, m_script.feed);
         if (m_script.crash) std::abort();
         if (!m_script.say.empty()) std::printf("%s\n", m_script.say.c_str());
+        for (long i = 0; i < m_script.flood; ++i) std::putchar('x');
         std::fflush(stdout);
         if (m_script.cycles.empty()) return 0;
         const std::size_t last = m_script.cycles.size() - 1;
