@@ -11,8 +11,8 @@ namespace panel
 namespace
 {
 
-// How soon a condition that another device has made true is noticed.
-constexpr std::chrono::milliseconds kConditionPeriod{50};
+// Between two rounds: actions that set each other off must not take a whole processor.
+constexpr std::chrono::milliseconds kShortestRound{1};
 
 // This thread is under the host's watchdog while the object lives.
 class Watched
@@ -28,6 +28,22 @@ public:
     static void feed() { hostWatchdog().feed(::pthread_self(), Watchdog::Clock::now()); }
 };
 
+std::vector<const ProjectAction*> conditionalActions(const Project& project, std::size_t device)
+{
+    std::vector<const ProjectAction*> actions;
+    for (const ProjectAction& action : project.actions) {
+        if (action.device == device && action.when) actions.push_back(&action);
+    }
+    return actions;
+}
+
+std::vector<NamedValue> valuesOf(const std::vector<const ProjectAction*>& actions)
+{
+    std::vector<NamedValue> values;
+    for (const ProjectAction* action : actions) values.push_back(*action->when);
+    return values;
+}
+
 }  // namespace
 
 DeviceRunner::DeviceRunner(const Project& project, std::size_t device, const DriverLibrary& library,
@@ -37,13 +53,14 @@ DeviceRunner::DeviceRunner(const Project& project, std::size_t device, const Dri
       m_library(library),
       m_variables(variables),
       m_events(events),
-      m_stop(stop)
+      m_stop(stop),
+      m_conditional(conditionalActions(project, device)),
+      m_watch(variables, valuesOf(m_conditional))
 {
     for (const ProjectAction& action : project.actions) {
-        if (action.device != device) continue;
+        if (action.device != device || action.when) continue;
         const int left = action.everyMs == 0 ? 1 : action.times == 0 ? -1 : action.times;
-        m_schedule.push_back({&action, {}, left, false});
-        m_hasConditions = m_hasConditions || action.when.has_value();
+        m_schedule.push_back({&action, {}, left});
     }
 }
 
@@ -61,7 +78,10 @@ bool DeviceRunner::run(Clock::time_point start)
     for (Scheduled& scheduled : m_schedule) {
         scheduled.due = start + std::chrono::milliseconds(scheduled.action->atMs);
     }
-    while (!m_stop.waitUntil(nextWake(Clock::now()))) {
+    while (!m_stop.waitUntil(nextWake(Clock::now()), &m_watch.wakeup())) {
+        if (m_stop.waitUntil(m_round + kShortestRound)) break;
+        m_round = Clock::now();
+        m_watch.wakeup().clear();
         Watched::feed();
         if (Clock::now() >= m_nextPoll) poll(session);
         doWhatIsDue(session);
@@ -90,11 +110,10 @@ void DeviceRunner::doWhatIsDue(DeviceSession& session)
 
 void DeviceRunner::doWhatBecameTrue(DeviceSession& session)
 {
-    for (Scheduled& scheduled : m_schedule) {
-        if (m_stop.raised()) return;
-        if (!scheduled.isCondition() || !becameTrue(scheduled)) continue;
+    // What their actions make true waits for the next round, so that polls get their turn.
+    for (std::size_t left = m_watch.pending(); left > 0 && !m_stop.raised(); --left) {
         Watched::feed();
-        carryOut(session, *scheduled.action);
+        carryOut(session, *m_conditional[m_watch.take()]);
     }
 }
 
@@ -107,20 +126,11 @@ void DeviceRunner::poll(DeviceSession& session)
     m_nextPoll = std::max(m_nextPoll + std::chrono::milliseconds(m_device.periodMs), Clock::now());
 }
 
-bool DeviceRunner::becameTrue(Scheduled& scheduled) const
-{
-    const NamedValue& when = *scheduled.action->when;
-    const bool isTrue = m_variables.get(when.name) == std::optional<Value>(when.value);
-    const bool became = isTrue && !scheduled.wasTrue;
-    scheduled.wasTrue = isTrue;
-    return became;
-}
-
 DeviceRunner::Scheduled* DeviceRunner::mostOverdue(Clock::time_point now)
 {
     Scheduled* first = nullptr;
     for (Scheduled& scheduled : m_schedule) {
-        if (scheduled.isCondition() || scheduled.left == 0 || scheduled.due > now) continue;
+        if (scheduled.left == 0 || scheduled.due > now) continue;
         if (first == nullptr || scheduled.due < first->due) first = &scheduled;
     }
     return first;
@@ -148,12 +158,11 @@ void DeviceRunner::carryOut(DeviceSession& session, const ProjectAction& action)
 
 DeviceRunner::Clock::time_point DeviceRunner::nextWake(Clock::time_point now) const
 {
-    // Soon enough to feed the watchdog, and to notice what other devices did.
+    // Soon enough to feed the watchdog.
     Clock::time_point wake = now + std::chrono::milliseconds(m_project.watchdogMs) / 3;
-    if (m_hasConditions) wake = std::min<Clock::time_point>(wake, now + kConditionPeriod);
     wake = std::min(wake, m_nextPoll);
     for (const Scheduled& scheduled : m_schedule) {
-        if (!scheduled.isCondition() && scheduled.left != 0) wake = std::min(wake, scheduled.due);
+        if (scheduled.left != 0) wake = std::min(wake, scheduled.due);
     }
     return wake;
 }

@@ -4,6 +4,7 @@
 #include "panel/project/ProjectFile.h"
 #include "panel/runtime/DeviceSession.h"
 #include "panel/runtime/StopSignal.h"
+#include "panel/runtime/ValueWatch.h"
 
 #include <chrono>
 #include <vector>
@@ -18,7 +19,8 @@ class DeviceRunner
 public:
     using Clock = StopSignal::Clock;
 
-    // Borrows everything, for as long as it lives.
+    // Borrows everything, for as long as it lives. Conditions count from here on, so
+    // that what the first device to run does is seen by the others.
     DeviceRunner(const Project& project, std::size_t device, const DriverLibrary& library,
                  VariableStore& variables, IRunEvents& events, const StopSignal& stop);
 
@@ -31,16 +33,12 @@ private:
     struct Scheduled {
         const ProjectAction* action;
         Clock::time_point due;
-        int left;      // -1: without end
-        bool wasTrue;  // of its condition
-        bool isCondition() const { return action->when.has_value(); }
+        int left;  // -1: without end
     };
 
     void poll(DeviceSession& session);
     void doWhatIsDue(DeviceSession& session);
     void doWhatBecameTrue(DeviceSession& session);
-    // Whether the action's condition has become true since the last call.
-    bool becameTrue(Scheduled& scheduled) const;
     // The action that has been due for the longest time, the first in the file of
     // several; null when none is.
     Scheduled* mostOverdue(Clock::time_point now);
@@ -54,7 +52,9 @@ private:
     IRunEvents& m_events;
     const StopSignal& m_stop;
     std::vector<Scheduled> m_schedule;
-    bool m_hasConditions = false;
+    std::vector<const ProjectAction*> m_conditional;  // in the order of the watched values
+    ValueWatch m_watch;
+    Clock::time_point m_round;  // when the last one began
     Clock::time_point m_nextPoll;
     std::optional<CycleResult> m_lastCycle;
     bool m_allWell = true;

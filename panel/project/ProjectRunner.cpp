@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <deque>
 #include <exception>
 #include <mutex>
 #include <system_error>
@@ -99,7 +100,7 @@ private:
     std::exception_ptr m_failure;
 };
 
-void runDevice(DeviceRunner runner, RunClock::time_point start, Outcome& outcome)
+void runDevice(DeviceRunner& runner, RunClock::time_point start, Outcome& outcome)
 {
     try {
         outcome.done(runner.run(start), {});
@@ -140,12 +141,14 @@ bool runProject(const Project& project,
     Outcome outcome(project.devices.size(), stop);
     WatchdogLook watchdog(project.watchdogMs, events, stop);
     const RunClock::time_point start = RunClock::now();
-    std::vector<std::thread> threads;
+    std::deque<DeviceRunner> runners;  // all of them before the first one runs
     for (std::size_t i = 0; i < project.devices.size(); ++i) {
+        runners.emplace_back(project, i, *libraries[i], variables, events, stop);
+    }
+    std::vector<std::thread> threads;
+    for (DeviceRunner& runner : runners) {
         try {
-            threads.emplace_back(runDevice,
-                                 DeviceRunner(project, i, *libraries[i], variables, events, stop),
-                                 start, std::ref(outcome));
+            threads.emplace_back(runDevice, std::ref(runner), start, std::ref(outcome));
         } catch (const std::system_error& error) {
             outcome.done(true, std::string("cannot start a thread: ") + error.what());
         }

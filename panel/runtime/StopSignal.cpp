@@ -1,16 +1,11 @@
 #include "panel/runtime/StopSignal.h"
 
-#include "panel/runtime/PanelError.h"
-
 #include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstdint>
 
 namespace panel
 {
@@ -25,13 +20,6 @@ std::atomic<int> wakeFd{-1};
 std::array<struct sigaction, kSignals.size()> oldActions;
 std::atomic<bool> taken{false};  // one of the signals has come
 
-void wake(int fd)
-{
-    const std::uint64_t one = 1;
-    // A counter that is full is a stop that has been raised already.
-    if (::write(fd, &one, sizeof one) < 0) return;
-}
-
 extern "C" void onStopSignal(int number)
 {
     const int savedErrno = errno;
@@ -41,16 +29,15 @@ extern "C" void onStopSignal(int number)
         std::signal(number, SIG_DFL);
         ::raise(number);  // waits for the end of this handler
     }
-    wake(wakeFd.load());
+    Wakeup::wake(wakeFd.load());
     errno = savedErrno;
 }
 
 }  // namespace
 
-StopSignal::StopSignal() : m_wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+StopSignal::StopSignal()
 {
-    if (!m_wake) throw PanelError("no descriptor left for the signals");
-    wakeFd = m_wake.get();
+    wakeFd = m_stop.fd();
     taken = false;
     struct sigaction action = {};
     action.sa_handler = onStopSignal;
@@ -68,7 +55,7 @@ StopSignal::~StopSignal()
     wakeFd = -1;
 }
 
-bool StopSignal::waitUntil(Clock::time_point deadline) const
+bool StopSignal::waitUntil(Clock::time_point deadline, const Wakeup* also) const
 {
     constexpr std::chrono::milliseconds kLongestWait{60000};
     while (true) {
@@ -80,14 +67,16 @@ bool StopSignal::waitUntil(Clock::time_point deadline) const
                 std::min<Clock::duration>(deadline - now, kLongestWait));
             timeoutMs = static_cast<int>(left.count());
         }
-        pollfd entry = {m_wake.get(), POLLIN, 0};
-        const int count = ::poll(&entry, 1, timeoutMs);
-        if (count > 0) return true;
+        // poll() passes over a descriptor below 0.
+        std::array<pollfd, 2> entries = {
+            {{m_stop.fd(), POLLIN, 0}, {also == nullptr ? -1 : also->fd(), POLLIN, 0}}};
+        const int count = ::poll(entries.data(), entries.size(), timeoutMs);
+        if (count > 0) return entries[0].revents != 0;
         if (count < 0 && errno != EINTR) return true;  // without a wait there must be no loop
         if (count == 0 && Clock::now() >= deadline) return false;
     }
 }
 
-void StopSignal::raise() const { wake(m_wake.get()); }
+void StopSignal::raise() const { m_stop.wake(); }
 
 }  // namespace panel

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/Descriptor.h"
+#include "panel/runtime/Wakeup.h"
 
 #include <chrono>
 
@@ -22,13 +22,14 @@ public:
     StopSignal& operator=(const StopSignal&) = delete;
 
     bool raised() const { return waitUntil(Clock::time_point::min()); }
-    // Waits for the stop, at the longest until the deadline; true when it has been raised.
-    bool waitUntil(Clock::time_point deadline) const;
+    // Waits for the stop, at the longest until the deadline or until also is woken;
+    // true when the stop has been raised.
+    bool waitUntil(Clock::time_point deadline, const Wakeup* also = nullptr) const;
     // The same as a signal.
     void raise() const;
 
 private:
-    common::Descriptor m_wake;
+    Wakeup m_stop;
 };
 
 }  // namespace panel

@@ -1,5 +1,6 @@
 #include "panel/runtime/VariableStore.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace panel
@@ -25,7 +26,22 @@ bool VariableStore::set(const std::string& name, Value value)
     const auto found = m_values.find(name);
     if (found == m_values.end() || found->second.index() != value.index()) return false;
     found->second = std::move(value);
+    for (IValueListener* listener : m_listeners) listener->valueSet(name, found->second);
     return true;
+}
+
+void VariableStore::listen(IValueListener& listener)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const auto& [name, value] : m_values) listener.valueSet(name, value);
+    m_listeners.push_back(&listener);
+}
+
+void VariableStore::stopListening(IValueListener& listener)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_listeners.erase(std::remove(m_listeners.begin(), m_listeners.end(), &listener),
+                      m_listeners.end());
 }
 
 }  // namespace panel

@@ -1,5 +1,7 @@
 #include "host/StatusCodes.h"
 #include "panel/runtime/MemoryRtdb.h"
+#include "panel/runtime/PanelError.h"
+#include "panel/runtime/ValueWatch.h"
 
 #include <gtest/gtest.h>
 #include <atomic>
@@ -95,6 +97,34 @@ TEST_F(RtdbTest, PublishedChannelsAreCountedFromOneAndTakenOnce)
     const std::map<int, Value> expected = {{2, 1194}, {10, std::string("user")}};
     EXPECT_EQ(m_rtdb.takePublished(), expected);
     EXPECT_TRUE(m_rtdb.takePublished().empty());
+}
+
+TEST_F(RtdbTest, AWatchNotesWhatAVariableHasAndEachTimeThatItGetsItAgain)
+{
+    ValueWatch watch(m_variables, {{"i", 7}, {"i", 8}, {"s", std::string("x")}});
+    ASSERT_EQ(watch.pending(), 1U);
+    EXPECT_EQ(watch.take(), 0U);
+    for (const int value : {7, 8, 8, 7, 8}) EXPECT_TRUE(m_variables.set("i", value));
+    EXPECT_TRUE(m_variables.set("s", std::string("x")));
+    std::vector<std::size_t> noted;
+    while (watch.pending() > 0) noted.push_back(watch.take());
+    EXPECT_EQ(noted, (std::vector<std::size_t>{1, 0, 1, 2}));
+}
+
+TEST_F(RtdbTest, AWatchThatIsFarBehindSaysSoInsteadOfForgetting)
+{
+    ValueWatch watch(m_variables, {{"i", 1}});
+    for (int i = 0; i < 100000; ++i) {
+        EXPECT_TRUE(m_variables.set("i", 1));
+        EXPECT_TRUE(m_variables.set("i", 0));
+    }
+    EXPECT_EQ(watch.pending(), 100000U);
+    EXPECT_EQ(watch.take(), 0U);
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(m_variables.set("i", 1));
+        EXPECT_TRUE(m_variables.set("i", 0));
+    }
+    EXPECT_THROW(watch.take(), PanelError);
 }
 
 TEST_F(RtdbTest, AVariableIsDefinedOnce)

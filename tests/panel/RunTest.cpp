@@ -170,6 +170,50 @@ TEST_F(RunTest, AConditionActsEachTimeItBecomesTrueOnWhicheverDevice)
     EXPECT_THAT(result.out, HasSubstr("B: SECOND(): code 0"));
 }
 
+TEST_F(RunTest, AConditionMissesNoPulseOfAnotherDevice)
+{
+    // Ten pulses in one call of the driver, and ten more while B is busy in its own.
+    std::string pulses;
+    for (int i = 0; i < 10; ++i) pulses += " v=1 v=0";
+    program().script("command PULSES 0" + pulses + " end=1\ncommand COUNTED 0\ncommand LAST 0\n" +
+                     "hold B " + folder().path("go") + "\n");
+    start(device("A") + device("B") + variable("v", "int", "0") + variable("end", "int", "0") +
+          action("device = \"B\"\nwhen = { variable = \"v\", equals = 1 }\n"
+                 "command = \"COUNTED()\"") +
+          action("device = \"B\"\nwhen = { variable = \"end\", equals = 2 }\n"
+                 "command = \"LAST()\"") +
+          action("device = \"A\"\ncommand = \"PULSES()\"") +
+          action("device = \"A\"\nat_ms = 20\ncommand = \"PULSES()\"") +
+          action("device = \"A\"\nat_ms = 20\nset = { variable = \"end\", value = 2 }"));
+    ASSERT_TRUE(program().waitForOutput("A: PULSES()", 2));
+    folder().write("go", "");
+    ASSERT_TRUE(program().waitForOutput("B: LAST()"));
+    EXPECT_EQ(stop().exitCode, 0);
+    EXPECT_EQ(callsOf("command COUNTED()"), 20U);
+}
+
+TEST_F(RunTest, ConditionsActInTheOrderInWhichTheyBecameTrue)
+{
+    program().script("command SWITCH 0 v=1 v=0 v=1 v=0 v=1\ncommand ON 0\ncommand OFF 0\n");
+    start(device("A") + device("B") + variable("v", "int", "5") +
+          action("device = \"B\"\nwhen = { variable = \"v\", equals = 0 }\ncommand = \"OFF()\"") +
+          action("device = \"B\"\nwhen = { variable = \"v\", equals = 1 }\ncommand = \"ON()\"") +
+          action("device = \"A\"\ncommand = \"SWITCH()\""));
+    ASSERT_TRUE(program().waitForOutput("B: ON()", 3));
+    EXPECT_EQ(stop().exitCode, 0);
+    EXPECT_EQ(commands(), "SWITCH() ON() OFF() ON() OFF() ON() ");
+}
+
+TEST_F(RunTest, ActionsThatSetEachOtherOffLeavePollsTheirTurn)
+{
+    start(device("A") + variable("v", "int", "0") +
+          action("when = { variable = \"v\", equals = 0 }\nset = { variable = \"v\", value = 1 }") +
+          action("when = { variable = \"v\", equals = 1 }\nset = { variable = \"v\", value = 0 }"));
+    ASSERT_TRUE(program().waitForOutput("v set to 1", 100));
+    EXPECT_EQ(stop().exitCode, 0);
+    EXPECT_GT(callsOf("collect 1111111111"), 2U);
+}
+
 TEST_F(RunTest, EndsByItselfAfterItsDuration)
 {
     start("duration_ms = 30\n" + device("A"));
