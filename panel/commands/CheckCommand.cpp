@@ -57,7 +57,7 @@ int check(CheckCommandOptions options)
     }
     const std::vector<Finding> findings = checkLibrary(options.file, options.check);
     Output output(Output::DriverText::kMixedIn);
-    output.write(options.file + "\n");
+    output.write(displayText(std::string_view(options.file)) + "\n");
     for (const Finding& finding : findings) output.write(findingText(finding));
 
     const auto wrong = std::find_if(findings.begin(), findings.end(), [](const Finding& finding) {

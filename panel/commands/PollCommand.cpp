@@ -43,12 +43,13 @@ int poll(const PollOptions& options)
     if (!initOrComplain(session, blob)) return kExitDriverCode;
 
     const auto view = makeCycleView(style, output, options.driver.showSecrets);
+    const std::chrono::milliseconds period(std::max(options.periodMs, kMinPeriodMs));
     auto due = StopSignal::Clock::now();
     for (long long cycle = 1; !stop.raised(); ++cycle) {
         view->show(session.collect(channels));
         if (cycle == options.cycles) break;
         // A cycle that took longer than the period does not make the next ones hurry.
-        due = std::max(due + std::chrono::milliseconds(options.periodMs), StopSignal::Clock::now());
+        due = std::max(due + period, StopSignal::Clock::now());
         if (stop.waitUntil(due)) break;
     }
     session.close();
@@ -68,7 +69,9 @@ void addPollCommand(CLI::App& app, int& exitCode)
     command->add_option("--cycles", options->cycles, "End after N cycles instead of on Ctrl-C")
         ->type_name("N")
         ->check(wholeNumber(1, kMaxCycles));
-    command->add_option("--period", options->periodMs, "Time between two cycles, 1000 unless given")
+    command
+        ->add_option("--period", options->periodMs,
+                     "Time between two cycles, 1000 unless given; below 10 counts as 10")
         ->type_name("MS")
         ->check(wholeNumber(0, kMaxPeriodMs));
     command->footer(

@@ -2,6 +2,7 @@
 
 #include "panel/project/ProjectTable.h"
 #include "panel/runtime/ConfigBlob.h"
+#include "panel/runtime/DeviceSession.h"
 #include "panel/runtime/DisplayText.h"
 #include "panel/runtime/FileBytes.h"
 #include "panel/runtime/PanelError.h"
@@ -18,7 +19,6 @@ namespace
 constexpr std::size_t kMaxProjectBytes = 1024 * 1024;
 constexpr int kMaxTimeMs = 24 * 60 * 60 * 1000;
 constexpr int kDefaultPeriodMs = 1000;
-constexpr int kMinPeriodMs = 10;
 // A driver may be silent for two service calls of 10 s each between two reports.
 constexpr int kDefaultWatchdogMs = 30000;
 constexpr int kMinWatchdogMs = 10;

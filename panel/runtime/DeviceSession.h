@@ -13,6 +13,9 @@
 namespace panel
 {
 
+// Shortest time between the beginnings of two polling cycles.
+constexpr int kMinPeriodMs = 10;
+
 // One polling cycle as the host saw it.
 struct CycleResult {
     long long cycle = 0;  // counted from 1

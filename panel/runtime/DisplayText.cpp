@@ -8,17 +8,12 @@
 namespace panel
 {
 
-namespace
+bool isControl(std::uint32_t character)
 {
-
-// Controls the screen, or turns the direction of what follows around.
-bool isControl(std::uint32_t value)
-{
-    return value < 0x20 || (value >= 0x7F && value <= 0x9F) ||
-           (value >= 0x202A && value <= 0x202E) || (value >= 0x2066 && value <= 0x2069);
+    return character < 0x20 || (character >= 0x7F && character <= 0x9F) ||
+           (character >= 0x202A && character <= 0x202E) ||
+           (character >= 0x2066 && character <= 0x2069);
 }
-
-}  // namespace
 
 std::string displayText(std::string_view text)
 {

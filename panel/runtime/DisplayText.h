@@ -2,14 +2,18 @@
 
 #include "panel/runtime/Value.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace panel
 {
 
-// The text on one line: control characters, those that turn the direction of
-// writing and what is no UTF-8 are written as \xNN for each byte.
+// Whether the character controls the screen, or turns the direction of what follows.
+bool isControl(std::uint32_t character);
+
+// The text on one line: control characters and what is no UTF-8 are written as \xNN
+// for each byte.
 std::string displayText(std::string_view text);
 // The same of a value; numbers as short as they can be read back.
 std::string displayText(const Value& value);

@@ -1,6 +1,6 @@
 #include "panel/view/CycleView.h"
 
-#include "panel/runtime/DisplayText.h"
+#include "panel/view/Columns.h"
 #include "panel/view/JsonLines.h"
 #include "panel/view/TextLines.h"
 
@@ -12,6 +12,17 @@ namespace panel
 
 namespace
 {
+
+// Calls use for each line of a text whose lines all end with a newline.
+template <class Use>
+void forEachLine(std::string_view text, Use use)
+{
+    while (!text.empty()) {
+        const std::size_t end = text.find('\n');
+        use(text.substr(0, end));
+        text.remove_prefix(end + 1);
+    }
+}
 
 class JsonView final : public ICycleView
 {
@@ -41,19 +52,11 @@ private:
     bool m_showSecrets;
 };
 
-// The text with no line longer than so many characters, however many bytes these have.
+// The text with every line cut to the width.
 std::string cutLines(std::string_view text, unsigned columns)
 {
     std::string cut;
-    unsigned column = 0;
-    for (const char c : text) {
-        if (c == '\n') {
-            column = 0;
-        } else if ((static_cast<unsigned char>(c) & 0xC0U) != 0x80U && column <= columns) {
-            ++column;
-        }
-        if (column <= columns) cut += c;
-    }
+    forEachLine(text, [&](std::string_view line) { cut += cutToColumns(line, columns) + "\n"; });
     return cut;
 }
 
@@ -87,12 +90,8 @@ private:
     {
         std::string lines;
         const std::string text = m_output.takeDriverText();
-        for (std::size_t begin = 0; begin < text.size();) {
-            const std::size_t end = std::min(text.find('\n', begin), text.size());
-            lines += "  driver: " + displayText(std::string_view(text).substr(begin, end - begin)) +
-                     "\n";
-            begin = end + 1;
-        }
+        forEachLine(
+            text, [&](std::string_view line) { lines += "  driver: " + std::string(line) + "\n"; });
         return lines;
     }
 
@@ -106,7 +105,7 @@ private:
 CycleStyle chooseCycleStyle(bool json)
 {
     if (json) return CycleStyle::kJson;
-    return Output::isTerminal() ? CycleStyle::kTable : CycleStyle::kLines;
+    return Output::canDrawOver() ? CycleStyle::kTable : CycleStyle::kLines;
 }
 
 Output::DriverText driverTextFor(CycleStyle style)

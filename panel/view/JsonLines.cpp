@@ -1,8 +1,12 @@
 #include "panel/view/JsonLines.h"
 
+#include "common/Utf8.h"
+#include "panel/runtime/DisplayText.h"
 #include "panel/view/CodeNames.h"
 
+#include <array>
 #include <cmath>
+#include <cstdio>
 #include <nlohmann/json.hpp>
 
 namespace panel
@@ -20,6 +24,26 @@ Json jsonOf(const Value& value)
 
 // Hundredths of a millisecond are as fine as such a measurement goes.
 double rounded(double ms) { return std::round(ms * 100) / 100; }
+
+// The same object with every character escaped that is no text for a terminal. JSON
+// itself asks for that below 0x20 only.
+std::string withoutControls(std::string_view json)
+{
+    std::string escaped;
+    escaped.reserve(json.size());
+    while (!json.empty()) {
+        const common::Utf8Character first = common::firstCharacter(json);
+        if (first.valid && isControl(first.value)) {
+            std::array<char, 8> text{};
+            std::snprintf(text.data(), text.size(), "\\u%04x", first.value);
+            escaped += text.data();
+        } else {
+            escaped += json.substr(0, first.bytes);
+        }
+        json.remove_prefix(first.bytes);
+    }
+    return escaped;
+}
 
 Json begin(std::string_view device)
 {
@@ -39,7 +63,7 @@ void addCall(Json& line, CodeOf call, const CallResult& result)
 
 std::string finish(const Json& line)
 {
-    return line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    return withoutControls(line.dump(-1, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 
 }  // namespace

@@ -10,7 +10,7 @@ namespace panel
 {
 
 // Results as one JSON object on one line, newline included. Bytes that are no
-// UTF-8 come out as U+FFFD. An empty device leaves that member out.
+// UTF-8 come out as U+FFFD, control characters escaped. An empty device leaves that member out.
 std::string cycleJson(const CycleResult& result, bool showSecrets, std::string_view device = {});
 // command is the text as it may be shown; written holds masked values already.
 std::string commandJson(std::string_view command, const CallResult& result,

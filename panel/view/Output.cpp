@@ -1,14 +1,18 @@
 #include "panel/view/Output.h"
 
+#include "panel/runtime/DisplayText.h"
 #include "panel/runtime/PanelError.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
-#include <array>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 
 namespace panel
 {
@@ -16,7 +20,27 @@ namespace panel
 namespace
 {
 
-constexpr std::size_t kMaxDriverTextBytes = 4096;
+constexpr std::size_t kMaxDriverTextBytes = 65536;
+
+bool isTerminal(int fd) { return ::isatty(fd) == 1; }
+
+// False when the other side is gone or full for ever.
+bool writeAll(int fd, std::string_view text)
+{
+    while (!text.empty()) {
+        const ssize_t count = ::write(fd, text.data(), text.size());
+        if (count >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(count));
+        } else if (errno == EAGAIN) {
+            // Whoever shares the descriptor has made it so. A second Ctrl-C ends this wait.
+            pollfd entry = {fd, POLLOUT, 0};
+            ::poll(&entry, 1, -1);
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
 
 }  // namespace
 
@@ -24,9 +48,11 @@ Output::Output(DriverText driverText) : m_out(::fcntl(STDOUT_FILENO, F_DUPFD_CLO
 {
     if (!m_out) throw PanelError("there is no standard output");
     std::fflush(stdout);
-    int target = STDOUT_FILENO;
-    if (driverText == DriverText::kToStderr) target = STDERR_FILENO;
-    if (driverText == DriverText::kCollected) {
+    int target = driverText == DriverText::kToStderr ? STDERR_FILENO : STDOUT_FILENO;
+    if (driverText == DriverText::kCollected || isTerminal(target)) {
+        if (driverText != DriverText::kCollected) {
+            m_showAt = target == STDOUT_FILENO ? m_out.get() : target;
+        }
         // A file and no pipe: nobody reads while the driver prints.
         m_collected.reset(::memfd_create("driver-text", MFD_CLOEXEC));
         target = m_collected.get();
@@ -38,31 +64,45 @@ Output::Output(DriverText driverText) : m_out(::fcntl(STDOUT_FILENO, F_DUPFD_CLO
 
 Output::~Output()
 {
-    std::fflush(stdout);
+    showDriverText();
     ::dup2(m_out.get(), STDOUT_FILENO);
 }
 
 void Output::write(std::string_view text)
 {
+    showDriverText();
+    if (!writeAll(m_out.get(), text)) throw PanelError("cannot write to the standard output");
+}
+
+void Output::showDriverText()
+{
     std::fflush(stdout);
-    while (!text.empty()) {
-        const ssize_t count = ::write(m_out.get(), text.data(), text.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) throw PanelError("cannot write to the standard output");
-        text.remove_prefix(static_cast<std::size_t>(count));
-    }
+    // What can not be shown is no result, which will tell.
+    if (m_showAt >= 0) static_cast<void>(writeAll(m_showAt, takeDriverText()));
 }
 
 std::string Output::takeDriverText()
 {
     std::fflush(stdout);
-    if (!m_collected) return {};
-    std::array<char, kMaxDriverTextBytes> bytes;
-    const ssize_t count = ::pread(m_collected.get(), bytes.data(), bytes.size(), 0);
+    struct stat status = {};
+    if (!m_collected || ::fstat(m_collected.get(), &status) != 0) return {};
+    const auto all = static_cast<std::size_t>(status.st_size);
+    std::string text(std::min(all, kMaxDriverTextBytes), '\0');
+    const ssize_t count = ::pread(m_collected.get(), text.data(), text.size(), 0);
+    text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
     // Both descriptors share one offset, so the next text starts at 0 again.
-    if (::ftruncate(m_collected.get(), 0) != 0 || ::lseek(m_collected.get(), 0, SEEK_SET) != 0)
+    if (::ftruncate(m_collected.get(), 0) != 0 || ::lseek(m_collected.get(), 0, SEEK_SET) != 0) {
         return {};
-    return std::string(bytes.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    }
+    std::string lines;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        lines += displayText(std::string_view(text).substr(begin, end - begin)) + "\n";
+        begin = end + 1;
+    }
+    if (all > text.size())
+        lines += "... and " + std::to_string(all - text.size()) + " bytes more\n";
+    return lines;
 }
 
 Output::Window Output::window() const
@@ -72,6 +112,11 @@ Output::Window Output::window() const
     return {size.ws_row, size.ws_col};
 }
 
-bool Output::isTerminal() { return ::isatty(STDOUT_FILENO) == 1; }
+bool Output::canDrawOver()
+{
+    const char* kind = std::getenv("TERM");
+    return isTerminal(STDOUT_FILENO) && kind != nullptr && *kind != '\0' &&
+           std::string_view(kind) != "dumb";
+}
 
 }  // namespace panel

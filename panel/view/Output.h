@@ -9,7 +9,8 @@ namespace panel
 {
 
 // Where results go: the standard output that the program was started with. A
-// driver may print there too; what becomes of that is chosen here.
+// driver may print there too; what becomes of that is chosen here. On a terminal
+// it is shown without control characters: some of it may come from a service.
 class Output
 {
 public:
@@ -25,12 +26,17 @@ public:
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
 
-    // Writes the whole text at once.
+    // Writes the whole text at once, behind what drivers have printed. Waits for a
+    // reader that is slow, as long as it takes.
     void write(std::string_view text);
-    // What drivers have printed since the last call; empty unless it is collected.
+    // Shows what drivers have printed where that has not happened yet.
+    void showDriverText();
+    // What drivers have printed since the last call, cleaned, each line with a
+    // newline; empty unless it is collected.
     std::string takeDriverText();
 
-    static bool isTerminal();
+    // Whether the standard output is a terminal that text can be drawn over on.
+    static bool canDrawOver();
 
     // Of the terminal's window; 0 where there is none or it does not tell.
     struct Window {
@@ -42,6 +48,7 @@ public:
 private:
     common::Descriptor m_out;        // the original standard output
     common::Descriptor m_collected;  // a file in memory
+    int m_showAt = -1;               // where collected text is shown; -1: by the caller
 };
 
 }  // namespace panel

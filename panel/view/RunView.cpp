@@ -39,7 +39,10 @@ void RunView::cycle(const std::string& device, const CycleResult& result, const 
             if (same != changed.channels.end() && same->second == value)
                 changed.channels.erase(same);
         }
-        if (changed.channels.empty() && result.code == before->code) return;
+        if (changed.channels.empty() && result.code == before->code) {
+            print({});
+            return;
+        }
     }
     std::string text = device + ": " + cycleHead(result) + "\n";
     for (const auto& [number, value] : changed.channels) {
@@ -76,7 +79,8 @@ void RunView::set(const std::string& device, const NamedValue& variable)
     NamedValue shown = variable;
     if (!m_showSecrets && m_secretNames.count(variable.name) != 0) shown.value = std::string(kMask);
     print(m_json ? setJson(shown, device)
-                 : device + ": " + shown.name + " set to " + displayText(shown.value) + "\n");
+                 : device + ": " + displayText(std::string_view(shown.name)) + " set to " +
+                       displayText(shown.value) + "\n");
 }
 
 void RunView::watchdog(const Watchdog::Report& report)

@@ -55,7 +55,8 @@ std::string callText(std::string_view what, std::string_view codeWithMeaning,
     std::string text = std::string(what) + ": " + std::string(codeWithMeaning) + ", " +
                        durationText(result.ms) + "\n";
     for (const NamedValue& one : result.written) {
-        text += "  " + one.name + " = " + displayText(one.value) + "\n";
+        text +=
+            "  " + displayText(std::string_view(one.name)) + " = " + displayText(one.value) + "\n";
     }
     return text;
 }

@@ -102,6 +102,7 @@ void PanelProgram::start(const std::vector<std::string>& arguments, bool termina
     argv.push_back(nullptr);
 
     ::setenv("ORVA_TEST_SCRIPT", m_folder.path("script").c_str(), 1);
+    ::setenv("TERM", m_term.c_str(), 1);
     ::setenv("ORVA_TEST_LOG", m_folder.path("log").c_str(), 1);
     int out[2];
     int err[2];
@@ -112,7 +113,15 @@ void PanelProgram::start(const std::vector<std::string>& arguments, bool termina
     } else if (::pipe2(out, O_CLOEXEC) != 0) {
         throw std::runtime_error("no pipe");
     }
-    if (::pipe2(err, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+    if (m_smallPipe &&
+        (::fcntl(out[1], F_SETPIPE_SZ, 4096) < 0 || ::fcntl(out[1], F_SETFL, O_NONBLOCK) != 0)) {
+        throw std::runtime_error("no small pipe");
+    }
+    if (m_errorTerminal) {
+        openTerminal(err[0], err[1]);
+    } else if (::pipe2(err, O_CLOEXEC) != 0) {
+        throw std::runtime_error("no pipe");
+    }
     m_child = ::fork();
     if (m_child == 0) {
         ::dup2(m_outputIsFull ? ::open("/dev/full", O_WRONLY) : out[1], STDOUT_FILENO);
@@ -124,6 +133,12 @@ void PanelProgram::start(const std::vector<std::string>& arguments, bool termina
     ::close(err[1]);
     m_outFd = out[0];
     m_errFd = err[0];
+}
+
+int PanelProgram::waitingOutput() const
+{
+    int bytes = 0;
+    return ::ioctl(m_outFd, FIONREAD, &bytes) == 0 ? bytes : -1;
 }
 
 bool PanelProgram::readSome(int timeoutMs)

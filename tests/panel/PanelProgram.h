@@ -52,6 +52,14 @@ public:
         m_rows = rows;
         m_columns = columns;
     }
+    // From now on it is told that this is its terminal's kind.
+    void setTerm(const std::string& kind) { m_term = kind; }
+    // From now on its standard error is a terminal as well.
+    void setErrorTerminal() { m_errorTerminal = true; }
+    // From now on its standard output is a pipe of 4096 bytes that does not block.
+    void setSmallPipe() { m_smallPipe = true; }
+    // How much waits in its standard output to be read.
+    int waitingOutput() const;
     // From now on its standard output takes nothing, as on a full disk.
     void fillStandardOutput() { m_outputIsFull = true; }
 
@@ -73,6 +81,9 @@ private:
 
     const TestFolder& m_folder;
     bool m_outputIsFull = false;
+    bool m_errorTerminal = false;
+    bool m_smallPipe = false;
+    std::string m_term = "xterm";
     unsigned short m_rows = 0;
     unsigned short m_columns = 0;
     pid_t m_child = -1;

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <chrono>
 #include <csignal>
 #include <regex>
 
@@ -165,6 +167,65 @@ TEST_F(PollTest, OnATerminalTheTableIsRedrawnInPlace)
     EXPECT_THAT(result.out, HasSubstr("\x1b[4A\x1b[Jcycle 2"));
 }
 
+TEST_F(PollTest, ATerminalThatKnowsNoEscapeSequencesGetsPlainLines)
+{
+    program().script("cycle 0 1=a\n");
+    for (const char* kind : {"dumb", ""}) {
+        program().setTerm(kind);
+        const Finished result = program().runOnTerminal(
+            {"poll", "--driver", plugin("scripted_driver"), "--cycles", "2", "--period", "0"});
+        EXPECT_THAT(result.out, Not(HasSubstr("\x1b")));
+        EXPECT_THAT(result.out, HasSubstr("   1  server address    a\r\ncycle 2: "));
+    }
+}
+
+TEST_F(PollTest, AWideNameIsCutByItsColumnsAndCarriesAMark)
+{
+    program().script("cycle 0 1=服务器地址服务器 5=服务器地址\n");
+    program().resizeTerminal(9, 33);
+    const Finished result =
+        program().runOnTerminal({"poll", "--driver", plugin("scripted_driver"), "--cycles", "1"});
+    // 24 columns of a line are the channel's, so that nine are left for the value.
+    EXPECT_THAT(result.out, HasSubstr("   1  server address    服务器...\r\n"));
+    EXPECT_THAT(result.out, HasSubstr("   5  device name       服务器...\r\n"));
+    program().resizeTerminal(9, 34);
+    EXPECT_THAT(program()
+                    .runOnTerminal({"poll", "--driver", plugin("scripted_driver"), "--cycles", "1"})
+                    .out,
+                HasSubstr("   5  device name       服务器地址\r\n"));
+}
+
+TEST_F(PollTest, NothingThatComesFromAServiceReachesATerminalAsItIs)
+{
+    const std::string nasty =
+        "\x1b[2J\xC2\x9B"
+        "2J\xE2\x80\xAE\x07";
+    program().script("say " + nasty + "said\ncycle 0 5=" + nasty + "name\ncommand A 0 s=" + nasty +
+                     "text\n");
+    program().setErrorTerminal();
+    const std::string driver = plugin("scripted_driver");
+    const std::string clean =
+        "\\x1B[2J\\xC2\\x9B"
+        "2J\\xE2\\x80\\xAE\\x07";
+    program().setTerm("dumb");
+    const Finished lines = program().runOnTerminal({"poll", "--driver", driver, "--cycles", "1"});
+    EXPECT_THAT(lines.out, ::testing::StartsWith(clean + "said\r\ncycle 1: "));
+    EXPECT_THAT(lines.out, HasSubstr("device name       " + clean + "name\r\n"));
+    const Finished json =
+        program().runOnTerminal({"poll", "--driver", driver, "--cycles", "1", "--json"});
+    EXPECT_THAT(json.out, HasSubstr(R"("5":"\u001b[2J\u009b2J\u202e\u0007name")"));
+    EXPECT_EQ(json.err, clean + "said\r\n");
+    const Finished send =
+        program().runOnTerminal({"send", "--driver", driver, "--var", "s=string:", "A()"});
+    EXPECT_THAT(send.out, HasSubstr("  s = " + clean + "text\r\n"));
+    const Finished missing = program().run({"check", "/does/not/exist" + nasty});
+    EXPECT_THAT(missing.err, HasSubstr("/does/not/exist" + clean));
+    for (const Finished& one : {lines, json, send, missing}) {
+        EXPECT_THAT(one.out + one.err,
+                    Not(::testing::ContainsRegex("[\x07\x1b]|\xC2\x9B|\xE2\x80\xAE")));
+    }
+}
+
 TEST_F(PollTest, ATableWiderThanTheWindowIsCutAndATallerOneIsNotDrawnOver)
 {
     program().script("cycle 0 1=Gerät-with-a-long-name 2=5\n");
@@ -172,8 +233,8 @@ TEST_F(PollTest, ATableWiderThanTheWindowIsCutAndATallerOneIsNotDrawnOver)
         "poll", "--driver", plugin("scripted_driver"), "--cycles", "2", "--period", "0"};
     program().resizeTerminal(4, 30);
     const std::string cut = program().runOnTerminal(arguments).out;
-    EXPECT_THAT(cut, HasSubstr("   1  server address    Gerät-\r\n"));
-    EXPECT_THAT(cut, HasSubstr("\x1b[3A\x1b[Jcycle 2: code 0 (VPN connected\r\n"));
+    EXPECT_THAT(cut, HasSubstr("   1  server address    Ger...\r\n"));
+    EXPECT_THAT(cut, HasSubstr("\x1b[3A\x1b[Jcycle 2: code 0 (VPN connec...\r\n"));
     program().resizeTerminal(3, 200);
     const std::string lines = program().runOnTerminal(arguments).out;
     EXPECT_THAT(lines, Not(HasSubstr("\x1b")));
@@ -187,6 +248,33 @@ TEST_F(PollTest, JsonKeepsTheDriversOwnTextOffStandardOutput)
     EXPECT_THAT(json.out, Not(HasSubstr("loadData")));
     EXPECT_EQ(json.err, "loadData[159] failed\n");
     EXPECT_THAT(poll({"--cycles", "1"}).out, HasSubstr("loadData[159] failed\ncycle 1"));
+}
+
+TEST_F(PollTest, AReaderThatIsSlowLosesNothingOnADescriptorThatDoesNotBlock)
+{
+    program().script("cycle 0 1=vpn.example.com 5=a-name-that-fills-the-pipe-sooner\n");
+    program().setSmallPipe();
+    program().start({"poll", "--driver", plugin("scripted_driver"), "--cycles", "60", "--period",
+                     "0", "--json"});
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (program().waitingOutput() < 3900 && std::chrono::steady_clock::now() < deadline) {
+        ::poll(nullptr, 0, 5);
+    }
+    // Time for the write that finds the pipe full; nothing tells of it from outside.
+    ::poll(nullptr, 0, 100);
+    const Finished result = program().finish();
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 60);
+    EXPECT_THAT(result.out, HasSubstr("{\"cycle\":60,"));
+}
+
+TEST_F(PollTest, APeriodOf0DoesNotSpin)
+{
+    program().script("cycle 0\n");
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(poll({"--cycles", "21", "--period", "0"}).exitCode, 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
+    EXPECT_THAT(poll({"--help"}).out, HasSubstr("below 10 counts as 10"));
 }
 
 TEST_F(PollTest, WrongUseIsOneLineAndExitCode2)

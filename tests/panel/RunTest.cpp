@@ -214,6 +214,16 @@ TEST_F(RunTest, ActionsThatSetEachOtherOffLeavePollsTheirTurn)
     EXPECT_GT(callsOf("collect 1111111111"), 2U);
 }
 
+TEST_F(RunTest, WhatADriverPrintsShowsOnATerminalAlsoWhenNothingChanges)
+{
+    program().script("say hello\x1b[2J\ncycle 0\n");
+    program().start({"run", folder().write("p.toml", device("A"))}, true);
+    EXPECT_TRUE(program().waitForOutput("hello\\x1B[2J\r\n", 5));
+    const Finished result = stop();
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_THAT(result.out, Not(HasSubstr("\x1b")));
+}
+
 TEST_F(RunTest, EndsByItselfAfterItsDuration)
 {
     start("duration_ms = 30\n" + device("A"));

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace panel
+{
+
+// Columns that a character takes on a terminal: 0, 1 or 2.
+std::size_t columnsOf(std::uint32_t character);
+// The same by a table of our own, for systems without a UTF-8 locale and characters
+// that they do not know.
+std::size_t columnsByTable(std::uint32_t character);
+// Those of a text on one line.
+std::size_t columnsOf(std::string_view text);
+
+// The line where it is no wider, else its beginning with "..." behind it.
+std::string cutToColumns(std::string_view line, std::size_t columns);
+// The text with blanks behind it up to that width.
+std::string padToColumns(std::string_view text, std::size_t columns);
+
+}  // namespace panel
