@@ -194,6 +194,52 @@ TEST_F(ProjectFileTest, AFileThatIsNoTomlGetsItsLine)
     EXPECT_THROW(loadProject(m_folder.path("missing.toml")), PanelError);
 }
 
+std::string names(std::size_t count)
+{
+    std::string key = "a";
+    while (--count > 0) key += ".a";
+    return key;
+}
+
+TEST_F(ProjectFileTest, AFileThatIsTooDeepGetsItsLineAndWhatIsAllowed)
+{
+    const std::string says =
+        ": too deep; right would be at most 16 names in a key and 16 brackets in each other";
+    const std::string deep = names(150000);
+    EXPECT_EQ(errorOf("duration_ms = 1\n" + deep + " = 1\n"), "2" + says);
+    EXPECT_EQ(errorOf("[" + deep + "]\n"), "1" + says);
+    EXPECT_EQ(errorOf("[[" + deep + "]]\n"), "1" + says);
+    EXPECT_EQ(errorOf("x = { " + deep + " = 1 }\n"), "1" + says);
+    EXPECT_EQ(errorOf("x = " + std::string(100000, '[') + "\n"), "1" + says);
+    EXPECT_EQ(errorOf(names(17) + " = 1\n"), "1" + says);
+    EXPECT_EQ(errorOf("a = [\n" + std::string(16, '[') + "\n"), "2" + says);
+    // Behind everything that it could hide in.
+    for (const char* before :
+         {"x = \"a.a\\\"\"\n", "x = 'a\\'\n", "x = \"\"\"\na\\\"\"\"\"\"\n", "x = '''a'''''\n",
+          "# \" '''\n", "x = \"\"\n", "x = ''\r\n", "x = \"\"\"a\\\n\"\"\"\n", "x = \"a\n"}) {
+        EXPECT_THAT(errorOf(before + deep + " = 1\n"), HasSubstr(says)) << before;
+    }
+    EXPECT_EQ(errorOf("x = { y = \"\"\"a\"\"\"\", " + deep + " = 1 }\n"), "1" + says);
+    EXPECT_EQ(errorOf("x = { y = \"\\\"\", " + deep + " = 1 }\n"), "1" + says);
+    EXPECT_EQ(errorOf("x = { y = '''a''''', " + deep + " = 1 }\n"), "1" + says);
+}
+
+TEST_F(ProjectFileTest, WhatIsAsDeepAsAllowedAndWhatStandsInTextsIsNoHarm)
+{
+    EXPECT_THAT(errorOf(names(16) + " = 1\n"), HasSubstr("1: key 'a' is not known"));
+    EXPECT_THAT(errorOf("a = " + std::string(16, '[') + std::string(16, ']') + "\n"),
+                HasSubstr("1: key 'a' is not known"));
+    const std::string dots(100, '.');
+    const std::string brackets(100, '[');
+    const Project project =
+        load(std::string(kDevice) + "# " + dots + brackets +
+             "\n[[variable]]\nname = \"s\"\ntype = \"string\"\nvalue = \"\"\"\n\\\"" + dots + "\n" +
+             brackets + "\"\"\"\n[[variable]]\nname = 't'\ntype = 'string'\nvalue = '" + dots +
+             brackets + "\\'\n");
+    EXPECT_EQ(project.variables[0].value, Value("\"" + dots + "\n" + brackets));
+    EXPECT_EQ(project.variables[1].value, Value(dots + brackets + "\\"));
+}
+
 TEST_F(ProjectFileTest, NoTruncationDoesHarm)
 {
     const std::string whole =
