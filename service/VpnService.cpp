@@ -35,7 +35,11 @@ std::int32_t statusOf(TunnelStage stage)
 
 VpnService::VpnService(VpnSettings settings, ISettingsStore& store, ITunnelBackend& tunnel,
                        Clock clock)
-    : m_settings(std::move(settings)), m_store(store), m_tunnel(tunnel), m_clock(std::move(clock))
+    : m_settings(std::move(settings)),
+      m_stored(m_settings),
+      m_store(store),
+      m_tunnel(tunnel),
+      m_clock(std::move(clock))
 {
     m_tunnel.setOnline(m_settings.online);
     if (isWanted() && !m_tunnel.start(config())) spdlog::warn("the tunnel cannot be started yet");
@@ -145,10 +149,11 @@ DeviceInfo VpnService::getDeviceVPNInfo()
 
 void VpnService::setVPNEnabled(bool enabled)
 {
-    if (enabled == m_settings.enabled) return;
+    const bool changes = enabled != m_settings.enabled;
     VpnSettings next = m_settings;
     next.enabled = enabled;
     switchTo(std::move(next), enabled ? "enable" : "disable");
+    if (!changes) return;
     if (!enabled) {
         m_tunnel.stop();
     } else if (isWanted() && !m_tunnel.start(config())) {
@@ -215,8 +220,15 @@ TunnelConfig VpnService::config() const
     return config;
 }
 
-// A script may repeat the same command for ever; that must not wear out the memory.
-bool VpnService::keep(const VpnSettings& next) { return next == m_settings || m_store.save(next); }
+// A script may repeat the same command for ever; that must not wear out the memory. What
+// is in force does not count here: a switch may be in force without being stored.
+bool VpnService::keep(VpnSettings next)
+{
+    if (next == m_stored) return true;
+    if (!m_store.save(next)) return false;
+    m_stored = std::move(next);
+    return true;
+}
 
 // Stores other settings and brings the tunnel to them; on failure all stays as it was.
 std::int32_t VpnService::change(VpnSettings next, const char* what)
@@ -239,7 +251,7 @@ bool VpnService::switchTo(VpnSettings next, const char* what)
     if (stored) {
         spdlog::info("{}", what);
     } else {
-        spdlog::error("{}: could not be stored, holds until the service ends", what);
+        spdlog::error("{}: could not be stored, in force all the same", what);
     }
     return stored;
 }

@@ -20,7 +20,9 @@ namespace vpnd
 //
 // Methods named set… judge their arguments and keep nothing of a call that they
 // refuse. The switches (stopVPN, setVPNEnabled, setOnline) take effect also when
-// they cannot be stored: whoever turns the tunnel off must find it off.
+// they cannot be stored: whoever turns the tunnel off must find it off. The next
+// call that changes or repeats a setting stores them too. What is stored already
+// is not written again.
 class VpnService final : public QZ::RPC::IDispatcher
 {
 public:
@@ -28,8 +30,8 @@ public:
     static constexpr std::size_t kPasswordTries = 5;
     static constexpr std::int64_t kPasswordTriesWithinMs = 60 * 1000;
 
-    // Borrows store and tunnel, which must outlive it. Starts the tunnel when
-    // the settings say so.
+    // Borrows store and tunnel, which must outlive it. The settings are taken for
+    // stored. Starts the tunnel when they say so.
     VpnService(VpnSettings settings, ISettingsStore& store, ITunnelBackend& tunnel, Clock clock);
 
     // A block that does not fit the method exactly, or an unknown method, is refused.
@@ -69,12 +71,13 @@ public:
 private:
     bool isWanted() const { return m_settings.enabled && m_settings.connect; }
     TunnelConfig config() const;
-    bool keep(const VpnSettings& next);
+    bool keep(VpnSettings next);
     std::int32_t change(VpnSettings next, const char* what);
     bool switchTo(VpnSettings next, const char* what);
     bool mayTryPassword();
 
-    VpnSettings m_settings;
+    VpnSettings m_settings;  // in force
+    VpnSettings m_stored;    // as the store last took them
     ISettingsStore& m_store;
     ITunnelBackend& m_tunnel;
     Clock m_clock;

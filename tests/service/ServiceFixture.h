@@ -16,15 +16,19 @@
 class TestStore final : public vpnd::ISettingsStore
 {
 public:
-    [[nodiscard]] bool save(const vpnd::VpnSettings&) override
+    [[nodiscard]] bool save(const vpnd::VpnSettings& settings) override
     {
+        ++tries;
         if (fails) return false;
         ++saves;
+        saved = settings;
         return true;
     }
 
     bool fails = false;
-    int saves = 0;
+    int tries = 0;
+    int saves = 0;            // the tries that did not fail
+    vpnd::VpnSettings saved;  // what it holds
 };
 
 // The service over a simulated tunnel whose clock the test turns. Calls go in

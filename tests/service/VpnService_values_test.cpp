@@ -7,7 +7,7 @@
 #include <sstream>
 #include <string>
 
-// Credentials, certificates and other values; storing; the log.
+// Credentials, certificates and other values; the log.
 namespace
 {
 
@@ -123,40 +123,6 @@ TEST_F(VpnServiceTest, PasswordsCanBeTriedFiveTimesAMinute)
     EXPECT_EQ(check("example123"), boolean(false));
     pass(60000);
     EXPECT_EQ(check("example123"), boolean(true));
-}
-
-TEST_F(VpnServiceTest, WhatCannotBeStoredChangesNothing)
-{
-    connected();
-    store().fails = true;
-    EXPECT_EQ(setServer("10.0.0.1", 443), kNotNow) << "3 would look like success to the driver";
-    EXPECT_EQ(start("10.0.0.1", 443), kNotNow);
-    EXPECT_EQ(call("changeServerIP", args(string("10.0.0.1"))), kNotStored);
-    EXPECT_EQ(call("setVPNCA", args(string("MAA="))), kNotStored);
-    EXPECT_EQ(call("setBeatInterval", args(integer(5))), kNotStored);
-    EXPECT_EQ(setPassword("other123"), kNotStored);
-    EXPECT_EQ(call("setVPNUserName", args(string("other"))), kNotStored);
-    EXPECT_EQ(call("setDeviceSn", args(string("7"))), "");
-    EXPECT_EQ(info().serverIP, "vpn.example.com");
-    EXPECT_EQ(info().beatInterval, 30);
-    EXPECT_EQ(call("getVPNPassword"), string("example123"));
-    EXPECT_EQ(call("getVPNUserName"), string("exampleuser"));
-    EXPECT_EQ(call("getProductSn"), string("ORVA-000001"));
-    EXPECT_EQ(state(), 5);
-}
-
-TEST_F(VpnServiceTest, SwitchesTakeEffectEvenWhenTheyCannotBeStored)
-{
-    connected();
-    store().fails = true;
-    EXPECT_EQ(online(false), kNotStored);
-    EXPECT_EQ(state(), 1);
-    EXPECT_EQ(online(true), kNotStored);
-    settle();
-    EXPECT_EQ(call("stopVPN"), kNotStored);
-    EXPECT_EQ(state(), 7);
-    enable(false);
-    EXPECT_EQ(call("getVPNEnabled"), boolean(false));
 }
 
 TEST_F(VpnServiceTest, SecretsReachNoLogLine)
