@@ -12,6 +12,10 @@
 # Another compiler:
 #   ORVA_CROSS_PREFIX  prefix of the tools, with or without a path: arm-linux-gnueabihf-
 #   ORVA_ARM_CPU_FLAGS processor of the panel
+# For the service, which the driver does not need:
+#   ORVA_CRYPTO_LIBRARY, ORVA_CRYPTO_HEADERS
+#                      libcrypto.so and the folder of openssl/x509.h for the panel's
+#                      processor; found where scripts/armv7-root.sh has put them
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7)
 
@@ -39,11 +43,15 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
+# Debian's ARM libraries beyond the compiler's own: to link the service with, and for
+# emulated programs.
+if(ORVA_FLOAT_ABI STREQUAL "hard")
+    cmake_path(SET arm_root NORMALIZE "${CMAKE_CURRENT_LIST_DIR}/../build/armv7-root")
+    set(ORVA_ARM_ROOT ${arm_root} CACHE PATH "Folder with ARM libraries: made by scripts/armv7-root.sh")
+endif()
+
 # Tests run emulated, on the oldest ARMv7 core: without a division instruction, for one.
 find_program(ORVA_QEMU_ARM qemu-arm DOC "Emulator of Debian's qemu-user")
-if(ORVA_QEMU_ARM AND ORVA_FLOAT_ABI STREQUAL "hard")
-    cmake_path(SET emulator_root NORMALIZE "${CMAKE_CURRENT_LIST_DIR}/../build/armv7-root")
-    set(ORVA_EMULATOR_ROOT ${emulator_root} CACHE PATH
-        "Root folder with the ARM libraries that emulated programs see: made by scripts/armv7-root.sh")
-    set(CMAKE_CROSSCOMPILING_EMULATOR ${ORVA_QEMU_ARM} -cpu cortex-a8 -L ${ORVA_EMULATOR_ROOT})
+if(ORVA_QEMU_ARM AND ORVA_ARM_ROOT)
+    set(CMAKE_CROSSCOMPILING_EMULATOR ${ORVA_QEMU_ARM} -cpu cortex-a8 -L ${ORVA_ARM_ROOT})
 endif()

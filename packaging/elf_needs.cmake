@@ -1,8 +1,8 @@
 # Included by cpack's scripts: what a program or library asks of the system it runs on.
 
 # elf_needs(FILE PREFIX): sets PREFIX_LIBRARIES to the names of the libraries that FILE needs,
-# PREFIX_GLIBC, PREFIX_GLIBCXX and PREFIX_GCC to the highest version of their symbols that it
-# uses, empty for none.
+# PREFIX_GLIBC, PREFIX_GLIBCXX, PREFIX_GCC and PREFIX_OPENSSL to the highest version of their
+# symbols that it uses, empty for none.
 function(elf_needs file prefix)
     foreach(what d V)
         execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C ${CPACK_ORVA_READELF} -${what} ${file}
@@ -13,7 +13,7 @@ function(elf_needs file prefix)
     string(REGEX MATCHALL "Shared library: <[^>]*" libraries "${said_d}")
     list(TRANSFORM libraries REPLACE "^.*<" "")
     set(${prefix}_LIBRARIES "${libraries}" PARENT_SCOPE)
-    foreach(name GLIBC GLIBCXX GCC)
+    foreach(name GLIBC GLIBCXX GCC OPENSSL)
         string(REGEX MATCHALL "Name: ${name}_[0-9.]+" versions "${said_V}")
         list(TRANSFORM versions REPLACE "^.*_" "")
         set(highest "")
@@ -43,6 +43,10 @@ function(elf_depends file variable)
             list(GET since_21 ${index} package)
         endif()
         string(APPEND depends ", libstdc++6 (>= ${package})")
+    endif()
+    if(needs_OPENSSL)
+        # The same library: Debian 13 renamed it for its 64-bit times, of which we pass none.
+        string(APPEND depends ", libssl3 (>= ${needs_OPENSSL}) | libssl3t64 (>= ${needs_OPENSSL})")
     endif()
     set(${variable} "${depends}" PARENT_SCOPE)
 endfunction()

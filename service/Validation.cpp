@@ -1,6 +1,7 @@
 #include "service/Validation.h"
 
 #include <arpa/inet.h>
+#include <openssl/crypto.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -123,15 +124,10 @@ bool isBeatInterval(std::int32_t seconds) { return seconds >= 1 && seconds <= kM
 
 bool equalsSecret(std::string_view given, std::string_view secret)
 {
-    // Against itself when there is no secret, so that an empty one costs the same.
-    const std::string_view other = secret.empty() ? given : secret;
-    volatile unsigned char different = given.size() == secret.size() ? 0 : 1;
-    for (std::size_t i = 0; i < given.size(); ++i) {
-        const auto a = static_cast<unsigned char>(given[i]);
-        const auto b = static_cast<unsigned char>(other[i % other.size()]);
-        different = static_cast<unsigned char>(different | (a ^ b));
-    }
-    return different == 0;
+    // Against itself when the lengths differ, so that this costs the same.
+    const bool sameLength = given.size() == secret.size();
+    const std::string_view other = sameLength ? secret : given;
+    return CRYPTO_memcmp(given.data(), other.data(), given.size()) == 0 && sameLength;
 }
 
 }  // namespace vpnd

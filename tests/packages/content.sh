@@ -66,6 +66,15 @@ for name in libdevicevpn orva-vpnd orva-panel; do
         dpkg --compare-versions "${libcxx:-0}" ge "$needed" ||
             fail "$name depends on libstdc++6 '$libcxx' and needs that of g++ $needed"
     fi
+    # OpenSSL's library is for the service alone.
+    libssl=$(sed -n 's/.*\blibssl3\(t64\)\? (>= \([^)]*\)).*/\2/p' <<<"$(field "$name" Depends)")
+    needed=$(highest "$file" OPENSSL)
+    if [ "$name" = orva-vpnd ]; then
+        dpkg --compare-versions "${libssl:-0}" ge "${needed:-999}" ||
+            fail "$name depends on libssl3 '$libssl' and needs OPENSSL_$needed"
+    else
+        equals "$name: what it needs of OpenSSL, and depends on" " " "$needed $libssl"
+    fi
     readelf -S "$file" | grep -q '\.symtab' && fail "$name is not stripped"
     for path in "$source" "$build"; do
         grep -qF "$path" "$file" && fail "$name holds the build's path $path"

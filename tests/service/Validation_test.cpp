@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <ctime>
 #include <limits>
 #include <string>
 
@@ -194,10 +197,43 @@ TEST(ValidationTest, SecretsAreEqualOnlyByteForByte)
     EXPECT_FALSE(equalsSecret("example123", ""));
     EXPECT_FALSE(equalsSecret("example12", "example123"));
     EXPECT_FALSE(equalsSecret("example1234", "example123"));
-    // The comparison goes round in the secret; that must not make repetitions equal.
+    // No length may stand for another one.
     EXPECT_FALSE(equalsSecret("abab", "ab"));
     EXPECT_FALSE(equalsSecret("a", "aa"));
     EXPECT_FALSE(equalsSecret("aa", "a"));
+    EXPECT_FALSE(equalsSecret(std::string("a\0", 2), "a"));
+    EXPECT_FALSE(equalsSecret("a", std::string("a\0", 2)));
+    EXPECT_FALSE(equalsSecret(std::string("a\0b", 3), std::string("a\0c", 3)));
+}
+
+TEST(ValidationTest, ASecretIsComparedToItsEndWhereverTheFirstDifferenceIs)
+{
+    // The least processor time of many tries.
+    const auto costNs = [](const std::string& given, const std::string& secret) {
+        const auto nowNs = [] {
+            timespec now{};
+            ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+            return now.tv_sec * std::int64_t{1000000000} + now.tv_nsec;
+        };
+        std::int64_t least = std::numeric_limits<std::int64_t>::max();
+        for (int i = 0; i < 20; ++i) {
+            const std::int64_t before = nowNs();
+            EXPECT_FALSE(equalsSecret(given, secret));
+            least = std::min(least, nowNs() - before);
+        }
+        return least;
+    };
+    const std::string given(1 << 20, 'a');
+    std::string differsLast = given;
+    differsLast.back() = 'b';
+    std::string differsFirst = given;
+    differsFirst.front() = 'b';
+    // Whoever stops early is a thousand times as fast.
+    const std::int64_t least = costNs(given, differsLast) / 10;
+    EXPECT_GT(costNs(given, differsFirst), least);
+    EXPECT_GT(costNs(given, given + "b"), least) << "another length";
+    EXPECT_GT(costNs(given, "b"), least) << "another length";
+    EXPECT_GT(costNs(given, ""), least) << "no secret";
 }
 
 }  // namespace
