@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <limits>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace
 {
@@ -47,6 +50,11 @@ TEST(ValidationTest, AddressesHostNamesAndNumericAddressesAreAccepted)
         "4you",
         "123.example",
         "0x7g",
+        "0xg",
+        "x0a",
+        "0ya",
+        "0a",
+        "0xa.example",
         "7-eleven.example",
         label63 + ".example.com",
         repeated("aaa.", 63) + "b",  // exactly 253
@@ -74,6 +82,13 @@ TEST(ValidationTest, AddressesThatAreNoneAreRefused)
         "0x7f000001",
         "0x7F.0.0.0x1",
         "0x",
+        "0xa",
+        "0XF",
+        "0x0",
+        "example.0xa",
+        "example.0Xf",
+        "example.0x",
+        "example.0",
         "example.123",
         "example.0x1f",
         "10.0.0.1:1194",
@@ -175,6 +190,59 @@ TEST(ValidationTest, DeviceNamesAreAnyTextWithoutControlCharactersAndQuotes)
           "\xed\xa0\x80"s, "\xf4\x90\x80\x80"s, "a\"b"s, "a'b"s, "a\\b"s, std::string(65, 'n')}) {
         EXPECT_FALSE(isDeviceName(text)) << text;
     }
+}
+
+TEST(ValidationTest, DeviceNamesAreUtf8UpToTheEdgesOfEveryLength)
+{
+    for (const std::string& character :
+         {std::string(" "), std::string("~"), std::string("\xc2\xa0"), std::string("\xdf\xbf"),
+          std::string("\xe0\xa0\x80"), std::string("\xed\x9f\xbf"), std::string("\xee\x80\x80"),
+          std::string("\xef\xbf\xbf"), std::string("\xf0\x90\x80\x80"),
+          std::string("\xf3\xbf\xbf\xbf"), std::string("\xf4\x8f\xbf\xbf")}) {
+        EXPECT_TRUE(isDeviceName(character)) << character;
+        EXPECT_TRUE(isDeviceName("a" + character + "b")) << character;
+        for (std::size_t bytes = 1; bytes < character.size(); ++bytes) {
+            // In its exact size, so that a sanitizer sees every byte read too many.
+            const std::vector<char> cut(character.data(), character.data() + bytes);
+            EXPECT_FALSE(isDeviceName(std::string_view(cut.data(), bytes))) << character << " cut";
+            EXPECT_FALSE(isDeviceName(character.substr(0, bytes) + "b")) << character << " cut";
+            EXPECT_FALSE(isDeviceName(character.substr(bytes))) << character << " cut";
+            for (const char next : {'\x7f', '\xc0', '\x00'}) {
+                std::string spoiled = character;
+                spoiled[bytes] = next;
+                EXPECT_FALSE(isDeviceName(spoiled)) << character << " byte " << bytes;
+            }
+        }
+    }
+    // Just beyond the edges: control characters, too long an encoding, half of a pair, no
+    // character any more, and bytes that begin none.
+    for (const char* text : {"\x1f",
+                             "\x7f",
+                             "\xc2\x80",
+                             "\xc2\x9f",
+                             "\xc0\x80",
+                             "\xc1\xbf",
+                             "\xe0\x80\x80",
+                             "\xe0\x9f\xbf",
+                             "\xed\xa0\x80",
+                             "\xed\xaf\xbf",
+                             "\xed\xb0\x80",
+                             "\xed\xbf\xbf",
+                             "\xf0\x80\x80\x80",
+                             "\xf0\x8f\xbf\xbf",
+                             "\xf4\x90\x80\x80",
+                             "\xf5\x80\x80\x80",
+                             "\xf7\xbf\xbf\xbf",
+                             "\xf8\x88\x80\x80\x80",
+                             "\xfe",
+                             "\xff",
+                             "\x80",
+                             "\xbf"}) {
+        EXPECT_FALSE(isDeviceName(text)) << text;
+        EXPECT_FALSE(isDeviceName(std::string("a") + text + "b")) << text;
+    }
+    EXPECT_TRUE(isDeviceName(repeated("\xc3\xa4", 32))) << "64 bytes";
+    EXPECT_FALSE(isDeviceName(repeated("\xc3\xa4", 32) + "a"));
 }
 
 TEST(ValidationTest, BeatIntervalsReachFromOneSecondToAnHour)
