@@ -73,6 +73,8 @@ for stage in "${stages[@]}"; do
                 times+=("$(printf '%-11s skipped' armv7)")
                 continue
             fi
+            # The service's library, and what emulated programs see.
+            scripts/armv7-root.sh build/armv7-root
             run_preset armv7
             ;;
         *) run_preset "$stage" ;;

@@ -57,6 +57,7 @@ TEST_PACKAGES=(
     "systemd=test of the service's unit"
     "clang-format-14=layout of the sources"
     "dpkg-dev=dependencies of the packages"
+    "openssl=a certificate for the test of the service's unit"
     "file=CPack finds the programs in a package with it"
     "pkg-config=test of the development package"
     "util-linux=unshare and flock: a network of its own for port 9009"

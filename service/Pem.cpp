@@ -1,7 +1,9 @@
 #include "service/Pem.h"
 
+#include <algorithm>
 #include <cstdint>
-#include <vector>
+#include <optional>
+#include <utility>
 
 namespace vpnd
 {
@@ -56,23 +58,8 @@ std::optional<Bytes> decodeBase64(std::string_view text)
         }
         group = 0;
     }
-    if (characters % 4 != 0 || padding > 2) return std::nullopt;
+    if (characters % 4 != 0) return std::nullopt;
     return bytes;
-}
-
-// One sequence in DER form that fills the bytes exactly.
-bool isDerSequence(const Bytes& bytes)
-{
-    constexpr unsigned char kSequence = 0x30;
-    if (bytes.size() < 2 || bytes[0] != kSequence) return false;
-    if (bytes[1] < 0x80) return bytes.size() == 2u + bytes[1];
-    const std::size_t lengthBytes = bytes[1] & 0x7fu;
-    if (lengthBytes < 1 || lengthBytes > 3 || bytes.size() < 2 + lengthBytes) return false;
-    std::size_t length = 0;
-    for (std::size_t i = 0; i < lengthBytes; ++i) length = (length << 8) | bytes[2 + i];
-    const bool shortest =
-        length >= 0x80 && (lengthBytes == 1 || (length >> (8 * (lengthBytes - 1))) != 0);
-    return shortest && bytes.size() == 2 + lengthBytes + length;
 }
 
 std::string encodeBase64(const Bytes& bytes)
@@ -97,37 +84,56 @@ std::string encodeBase64(const Bytes& bytes)
     return out;
 }
 
-bool appendCertificate(std::string& out, std::string_view base64)
+// Why the certificate is refused, or null.
+const char* append(Certificates& certificates, std::string_view base64)
 {
+    if (certificates.summaries.size() == kMaxCertificates) return "more than 32 certificates";
     const std::optional<Bytes> der = decodeBase64(base64);
-    if (!der || !isDerSequence(*der)) return false;
-    out.append(kBegin).append("\n").append(encodeBase64(*der)).append(kEnd).append("\n");
-    return true;
+    if (!der) return "not the base64 form of a certificate";
+    std::optional<CertificateSummary> summary = readCertificate(*der);
+    if (!summary) return "not an X.509 certificate in DER form";
+    certificates.pem.append(kBegin).append("\n").append(encodeBase64(*der));
+    certificates.pem.append(kEnd).append("\n");
+    certificates.summaries.push_back(std::move(*summary));
+    return nullptr;
+}
+
+const char* appendAll(Certificates& certificates, std::string_view rest)
+{
+    if (rest.find(kDashes) == std::string_view::npos) return append(certificates, rest);
+    for (;;) {
+        const std::size_t begin = rest.find(kBegin);
+        if (begin == std::string_view::npos) return nullptr;
+        rest.remove_prefix(begin + kBegin.size());
+        const std::size_t end = rest.find(kEnd);
+        if (end == std::string_view::npos) return "a certificate without its END line";
+        if (const char* refusal = append(certificates, rest.substr(0, end))) return refusal;
+        rest.remove_prefix(end + kEnd.size());
+    }
+}
+
+// What is wrong with all of them together, or null.
+const char* refusalOfAll(const std::vector<CertificateSummary>& all)
+{
+    if (all.empty()) return "no certificate in the text";
+    const bool hasAuthority = std::any_of(
+        all.begin(), all.end(), [](const CertificateSummary& one) { return one.isAuthority; });
+    return hasAuthority ? nullptr : "none of the certificates is an authority's";
 }
 
 }  // namespace
 
-std::optional<std::string> normalizedCertificates(std::string_view text)
+Certificates readCertificates(std::string_view text)
 {
-    if (text.size() > kMaxCertificateTextBytes) return std::nullopt;
-    const std::string lines = withLineEnds(text);
-    std::string_view rest = lines;
-    std::string out;
-    if (rest.find(kDashes) == std::string_view::npos) {
-        if (!appendCertificate(out, rest)) return std::nullopt;
-        return out;
+    static_assert(kMaxCertificates == 32 && kMaxCertificateTextBytes == 65536, "said in words");
+    Certificates certificates;
+    const char* refusal = "longer than 65536 bytes";
+    if (text.size() <= kMaxCertificateTextBytes) {
+        refusal = appendAll(certificates, withLineEnds(text));
+        if (!refusal) refusal = refusalOfAll(certificates.summaries);
     }
-    for (;;) {
-        const std::size_t begin = rest.find(kBegin);
-        if (begin == std::string_view::npos) break;
-        rest.remove_prefix(begin + kBegin.size());
-        const std::size_t end = rest.find(kEnd);
-        if (end == std::string_view::npos) return std::nullopt;
-        if (!appendCertificate(out, rest.substr(0, end))) return std::nullopt;
-        rest.remove_prefix(end + kEnd.size());
-    }
-    if (out.empty()) return std::nullopt;
-    return out;
+    if (refusal) return {refusal, {}, {}};
+    return certificates;
 }
 
 }  // namespace vpnd

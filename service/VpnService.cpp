@@ -77,13 +77,23 @@ std::int32_t VpnService::setServerIPAndPort(const std::string& address, std::int
     return change(std::move(next), "server") == kDone ? kDone : kNotNow;
 }
 
-std::int32_t VpnService::setVPNCA(const std::string& certificates)
+std::int32_t VpnService::setVPNCA(const std::string& text)
 {
-    std::optional<std::string> normalized = normalizedCertificates(certificates);
-    if (!normalized) return kInvalid;
+    Certificates certificates = readCertificates(text);
+    if (certificates.refusal) {
+        spdlog::warn("certificate refused: {}", certificates.refusal);
+        return kInvalid;
+    }
+    const bool others = certificates.pem != m_settings.certificates;
     VpnSettings next = m_settings;
-    next.certificates = std::move(*normalized);
-    return change(std::move(next), "certificate");
+    next.certificates = std::move(certificates.pem);
+    const std::int32_t result = change(std::move(next), "certificate");
+    if (result == kDone && others) {
+        for (const CertificateSummary& one : certificates.summaries) {
+            spdlog::info("certificate: {}, valid until {}", one.subject, one.notAfter);
+        }
+    }
+    return result;
 }
 
 void VpnService::checkCommState() { m_tunnel.poke(); }

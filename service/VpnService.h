@@ -49,7 +49,7 @@ public:
     // A running tunnel moves to another server; with the same values it is left alone.
     // Never kNotStored: the driver would take it for success, so it is kNotNow here.
     std::int32_t setServerIPAndPort(const std::string& address, std::int32_t port);
-    std::int32_t setVPNCA(const std::string& certificates);
+    std::int32_t setVPNCA(const std::string& text);
     void checkCommState();
     void setDeviceSn(const std::string& number);
     // kNotNow when disabled, off line, not stored or without credentials, never

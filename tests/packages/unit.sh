@@ -56,8 +56,22 @@ wait_until 20 grep -q listening "$work/service" || fail "the service does not st
 service=$(sed -n '1s/^\([0-9]*\) .*/\1/p' "$work/trace")
 exec 3<>/dev/tcp/127.0.0.1/9009 && printf 'no frame, but a connection' >&3 || fail "no connection to the service"
 exec 3<&-
+# Judging a certificate takes libcrypto, which is not used before.
+openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 30 -config /dev/stdin \
+    -keyout "$work/key.pem" -out "$work/ca.pem" 2>"$work/openssl" <<'CONFIG' || { cat "$work/openssl" >&2; fail "no certificate"; }
+[req]
+distinguished_name = name
+x509_extensions = extensions
+prompt = no
+[name]
+commonName = Example CA
+[extensions]
+basicConstraints = critical, CA:TRUE
+CONFIG
+"$work/root/usr/bin/orva-panel" send --driver "$work/root/usr/lib/orva/drivers/libdevicevpn.so" --var r=int:-1 \
+    --var ca="string:@$work/ca.pem" "SETVPNCA(ca,r)" >"$work/send" 2>&1 || { cat "$work/send" >&2; fail "the certificate is refused"; }
 # strace puts the process ids into a column: behind a short one stand several blanks.
-wait_until 20 grep -q '^[0-9]* *accept.* = [0-9]' "$work/trace" || fail "the service accepts nothing"
+wait_until 20 grep -q '^[0-9]* accept.* = [0-9]' "$work/trace" || fail "the service accepts nothing"
 kill -TERM "$service"
 wait "$tracer"
 equals "the service's exit code under strace" 0 $?

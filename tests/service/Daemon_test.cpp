@@ -1,10 +1,14 @@
 #include "tests/service/ChildProcess.h"
 #include "tests/service/LoopbackClient.h"
 #include "tests/service/RawBlocks.h"
+#include "tests/service/TestCertificates.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <string>
 #include <utility>
 #include <vector>
@@ -52,9 +56,10 @@ public:
         client.connect(port);
         return client;
     }
-    std::string answer(LoopbackClient& client, const std::string& method, std::size_t bytes)
+    std::string answer(LoopbackClient& client, const std::string& method, std::size_t bytes,
+                       const std::string& block = raw::args())
     {
-        client.send(raw::request(1, method, raw::args()));
+        client.send(raw::request(1, method, block));
         process.waitFor([&] { return client.received().size() >= bytes; });
         return client.received();
     }
@@ -218,6 +223,21 @@ TEST(DaemonTest, ListeningBeyondThisMachineIsWarnedOf)
     process.signal(SIGTERM);
     EXPECT_EQ(process.exitCode(), 0);
     EXPECT_NE(process.err().find("other machines"), std::string::npos) << process.err();
+}
+
+// A pipe that nobody writes to: whoever opens it to read stands still.
+TEST(DaemonTest, TheMachinesConfigurationOfOpensslIsNotRead)
+{
+    const std::string pipe = testing::TempDir() + "openssl-" + std::to_string(::getpid());
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    ::setenv("OPENSSL_CONF", pipe.c_str(), 1);
+    Daemon daemon;
+    ::unsetenv("OPENSSL_CONF");
+    LoopbackClient client = daemon.connect();
+    const std::string done = raw::reply(1, raw::integer(0));
+    const std::string block = raw::args(raw::string(certificates::ca()));
+    EXPECT_EQ(daemon.answer(client, "setVPNCA", done.size(), block), done);
+    ::unlink(pipe.c_str());
 }
 
 TEST(DaemonTest, NoLogLineHoldsASecretAtAnyLevel)

@@ -39,6 +39,10 @@ protected:
     {
         return call("checkPassword", raw::args(raw::string(password)));
     }
+    std::string setCa(const std::string& text)
+    {
+        return call("setVPNCA", raw::args(raw::string(text)));
+    }
     std::string setPassword(const std::string& text)
     {
         return call("setVPNPassword", raw::args(raw::string(text)));

@@ -1,4 +1,5 @@
 #include "tests/service/ServiceCalls.h"
+#include "tests/service/TestCertificates.h"
 
 #include <string>
 #include <vector>
@@ -25,7 +26,7 @@ std::vector<Command> setters()
     return {
         {"changeServerIP", args(string("10.0.0.1")), kDone, kNotStored},
         {"setServerIPAndPort", args(string("10.0.0.2"), integer(443)), kDone, kNotNow},
-        {"setVPNCA", args(string("MAA=")), kDone, kNotStored},
+        {"setVPNCA", args(string(certificates::ca())), kDone, kNotStored},
         {"setDeviceSn", args(string("LINE-3")), "", ""},
         {"setBeatInterval", args(integer(60)), kDone, kNotStored},
         {"setVPNPassword", args(string("other123")), kDone, kNotStored},
@@ -73,7 +74,7 @@ TEST_F(StoringTest, WhatCannotBeStoredChangesNothing)
     EXPECT_EQ(setServer("10.0.0.1", 443), kNotNow) << "3 would look like success to the driver";
     EXPECT_EQ(start("10.0.0.1", 443), kNotNow);
     EXPECT_EQ(call("changeServerIP", args(string("10.0.0.1"))), kNotStored);
-    EXPECT_EQ(call("setVPNCA", args(string("MAA="))), kNotStored);
+    EXPECT_EQ(call("setVPNCA", args(string(certificates::ca()))), kNotStored);
     EXPECT_EQ(call("setBeatInterval", args(integer(5))), kNotStored);
     EXPECT_EQ(setPassword("other123"), kNotStored);
     EXPECT_EQ(call("setVPNUserName", args(string("other"))), kNotStored);

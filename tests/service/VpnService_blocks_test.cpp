@@ -1,4 +1,5 @@
 #include "tests/service/ServiceFixture.h"
+#include "tests/service/TestCertificates.h"
 
 #include <string>
 #include <vector>
@@ -28,7 +29,7 @@ const std::vector<MethodCase>& methods()
         {"checkPassword", {kSomeText}, {kSomeBool}, "bool"},
         {"getServerIP", {}, {}, "QZ::utils::String"},
         {"setServerIPAndPort", {kSomeText, kSomeInt}, {kSomeInt, kSomeText}, "int"},
-        {"setVPNCA", {raw::string("MAA=")}, {kSomeInt}, "int"},
+        {"setVPNCA", {raw::string(certificates::ca())}, {kSomeInt}, "int"},
         {"checkCommState", {}, {}, ""},
         {"setDeviceSn", {kSomeText}, {kSomeInt}, ""},
         {"startVPN", {kSomeText, kSomeInt}, {kSomeBool, kSomeBool}, "int"},

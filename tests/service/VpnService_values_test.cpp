@@ -1,5 +1,7 @@
 #include "tests/service/ServiceCalls.h"
+#include "tests/service/TestCertificates.h"
 
+#include <gmock/gmock.h>
 #include <spdlog/sinks/ostream_sink.h>
 #include <spdlog/spdlog.h>
 
@@ -15,6 +17,30 @@ using raw::args;
 using raw::boolean;
 using raw::integer;
 using raw::string;
+using testing::HasSubstr;
+using testing::Not;
+
+// What the service writes into its log from now on.
+class LogOfService
+{
+public:
+    LogOfService()
+    {
+        auto logger = std::make_shared<spdlog::logger>(
+            "test", std::make_shared<spdlog::sinks::ostream_sink_st>(m_text));
+        logger->set_level(spdlog::level::trace);
+        spdlog::set_default_logger(logger);
+    }
+    LogOfService(const LogOfService&) = delete;
+    LogOfService& operator=(const LogOfService&) = delete;
+    ~LogOfService() { spdlog::set_default_logger(m_before); }
+
+    std::string text() const { return m_text.str(); }
+
+private:
+    std::ostringstream m_text;
+    std::shared_ptr<spdlog::logger> m_before = spdlog::default_logger();
+};
 
 TEST_F(VpnServiceTest, BeatIntervalsAreJudgedHere)
 {
@@ -92,18 +118,43 @@ TEST_F(VpnServiceTest, EnablingAtAFaultDoesNotTryTheSameCredentialsAgain)
 TEST_F(VpnServiceTest, ACertificateReconnectsAndTheSameOneDoesNot)
 {
     connected();
-    const auto set = [this](const std::string& text) {
-        return call("setVPNCA", args(string(text)));
-    };
-    EXPECT_EQ(set("-----BEGIN CERTIFICATE-----\\nMAA=\\n-----END CERTIFICATE-----"), kDone);
+    const std::string der = certificates::certificate();
+    EXPECT_EQ(setCa(certificates::pem(der)), kDone);
     EXPECT_EQ(state(), 6);
     settle();
-    EXPECT_EQ(set("MAA="), kDone) << "the same certificate in another form";
+    EXPECT_EQ(setCa(certificates::base64(der)), kDone) << "the same certificate in another form";
     EXPECT_EQ(state(), 5);
     EXPECT_EQ(store().saves, 1);
-    EXPECT_EQ(set("no certificate"), kInvalid);
-    EXPECT_EQ(set(""), kInvalid);
+    EXPECT_EQ(store().saved.certificates, certificates::pem(der));
+    EXPECT_EQ(setCa("no certificate"), kInvalid);
+    EXPECT_EQ(setCa(""), kInvalid);
+    EXPECT_EQ(setCa(certificates::pem(certificates::privateKey())), kInvalid);
     EXPECT_EQ(state(), 5);
+    EXPECT_EQ(store().saves, 1);
+}
+
+TEST_F(VpnServiceTest, TheLogShowsWhoseCertificatesWereSetAndWhyOthersWereRefused)
+{
+    certificates::Recipe recipe;
+    recipe.subject = "Forged\nline";
+    const std::string der = certificates::certificate(recipe);
+    const std::string text = certificates::ca() + certificates::pem(der);
+    const LogOfService log;
+    EXPECT_EQ(setCa(text), kDone);
+    EXPECT_THAT(log.text(),
+                HasSubstr("certificate: CN=Example CA, valid until 2036-01-31 23:59:59 UTC"));
+    EXPECT_THAT(log.text(), HasSubstr("certificate: CN=Forged\\0Aline, valid until 2036"));
+    const std::string before = log.text();
+    EXPECT_EQ(setCa(text), kDone);
+    EXPECT_THAT(log.text().substr(before.size()), Not(HasSubstr("valid until"))) << "as before";
+    store().fails = true;
+    EXPECT_EQ(setCa(certificates::ca()), kNotStored);
+    EXPECT_THAT(log.text().substr(before.size()), Not(HasSubstr("valid until"))) << "not in force";
+    EXPECT_EQ(setCa("no certificate"), kInvalid);
+    EXPECT_THAT(log.text(), HasSubstr("certificate refused: not the base64 form of a certificate"));
+    for (std::size_t at = 0; at + 16 <= text.size(); at += 16) {
+        EXPECT_THAT(log.text(), Not(HasSubstr(text.substr(at, 16))));
+    }
 }
 
 TEST_F(VpnServiceTest, PasswordsCanBeTriedFiveTimesAMinute)
@@ -127,30 +178,26 @@ TEST_F(VpnServiceTest, PasswordsCanBeTriedFiveTimesAMinute)
 
 TEST_F(VpnServiceTest, SecretsReachNoLogLine)
 {
-    std::ostringstream log;
-    const auto before = spdlog::default_logger();
-    auto logger = std::make_shared<spdlog::logger>(
-        "test", std::make_shared<spdlog::sinks::ostream_sink_st>(log));
-    logger->set_level(spdlog::level::trace);
-    spdlog::set_default_logger(logger);
+    const LogOfService log;
     check("example123");
     check("GuessedSecret");
     setPassword("NewSecret1");
     setPassword("NewSecret2\n");
     call("setVPNUserName", args(string("SecretUser")));
-    call("setVPNCA", args(string("MAIFAA==")));
-    call("setVPNCA", args(string("SecretText")));
+    setCa(certificates::pem(certificates::privateKey()));
+    setCa("SecretText");
     call("setDeviceSn", args(string("Secret\nforged log line")));
     start("vpn.example.com", 1194);
     store().fails = true;
     setPassword("NewSecret3");
     for (int i = 0; i < 10; ++i) check("GuessedSecret");
-    spdlog::set_default_logger(before);
-    EXPECT_NE(log.str().find("password: set"), std::string::npos)
-        << "the log must have been looked at";
-    EXPECT_NE(log.str().find("password: could not be stored"), std::string::npos);
-    for (const char* secret : {"Secret", "secret", "example123", "MAIF", "forged"}) {
-        EXPECT_EQ(log.str().find(secret), std::string::npos) << log.str();
+    EXPECT_THAT(log.text(), HasSubstr("password: set")) << "the log must have been looked at";
+    EXPECT_THAT(log.text(), HasSubstr("password: could not be stored"));
+    const std::string key = certificates::base64(certificates::privateKey());
+    for (const std::string& secret :
+         {std::string("Secret"), std::string("secret"), std::string("example123"),
+          key.substr(0, 16), key.substr(64, 16), std::string("forged")}) {
+        EXPECT_THAT(log.text(), Not(HasSubstr(secret)));
     }
 }
 
