@@ -46,6 +46,13 @@ public:
     // The whole output has gone out.
     void sent() { m_reply.reset(); }
 
+    // Whether it holds nothing of its client, neither bytes received nor a reply: such a
+    // session may go on with any other connection, whose storage is the same then.
+    bool isIdle() const
+    {
+        return !m_malformed && m_reader.pending() == 0 && m_reply.bytes().empty();
+    }
+
 private:
     IDispatcher& m_dispatcher;
     FrameReader m_reader;

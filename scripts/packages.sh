@@ -42,7 +42,6 @@ BUILD_PACKAGES=(
     "cmake=build description"
     "ninja-build=build tool"
     "libcli11-dev=command-line options of service and panel"
-    "libasio-dev=sockets and timers of the service"
     "libspdlog-dev=log of the service"
     "libssl-dev=libcrypto, which judges certificates for the service"
     "nlohmann-json3-dev=JSON output of the panel"

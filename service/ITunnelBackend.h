@@ -1,14 +1,12 @@
 #pragma once
 
+#include "service/Clock.h"
+
 #include <cstdint>
-#include <functional>
 #include <string>
 
 namespace vpnd
 {
-
-// Milliseconds of a clock that only grows.
-using Clock = std::function<std::int64_t()>;
 
 // How far the tunnel is; the numbers are those of getVpnState.
 enum class TunnelStage : std::int32_t {

@@ -1,15 +1,15 @@
 #include "service/RpcListener.h"
 
-#include <fcntl.h>
-#include <spdlog/spdlog.h>
-#include <asio/buffer.hpp>
-#include <asio/write.hpp>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
 
-#include <algorithm>
-#include <charconv>
-#include <chrono>
-#include <new>
-#include <string_view>
+#include <cerrno>
+#include <exception>
+#include <iterator>
+#include <system_error>
 #include <utility>
 
 namespace vpnd
@@ -17,217 +17,268 @@ namespace vpnd
 namespace
 {
 
-using asio::ip::tcp;
-
 constexpr std::size_t kReadBytes = 16 * 1024;
-constexpr std::chrono::milliseconds kAcceptRetry{100};
+// Before it is the others' turn.
+constexpr int kRepliesInATurn = 8;
+constexpr int kAcceptsInATurn = 16;
+constexpr std::int64_t kAcceptPauseMs = 100;
 
-// Programs that are started later must not inherit the connections.
-void closeOnExec(int handle) { ::fcntl(handle, F_SETFD, FD_CLOEXEC); }
+constexpr const char* kNotTaken = "a connection could not be taken";
+
+Descriptor listening(const Endpoint& where)
+{
+    Descriptor socket(::socket(where.family(), SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!socket) raiseSystemError("socket");
+    const int on = 1;
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    if (::bind(socket.get(), where.address(), where.size()) != 0) raiseSystemError("bind");
+    if (::listen(socket.get(), SOMAXCONN) != 0) raiseSystemError("listen");
+    return socket;
+}
+
+Descriptor accepted(int listener)
+{
+    return Descriptor(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+}
+
+Descriptor reserve() { return Descriptor(::eventfd(0, EFD_CLOEXEC)); }
 
 }  // namespace
 
-std::optional<tcp::endpoint> parseEndpoint(const std::string& text)
-{
-    const std::size_t colon = text.rfind(':');
-    if (colon == std::string::npos || colon == 0) return std::nullopt;
-    std::string host = text.substr(0, colon);
-    const bool bracketed = host.size() >= 2 && host.front() == '[' && host.back() == ']';
-    if (bracketed) host = host.substr(1, host.size() - 2);
-
-    const char* portEnd = text.data() + text.size();
-    std::uint16_t port = 0;
-    const auto [end, portError] = std::from_chars(text.data() + colon + 1, portEnd, port);
-    if (portError != std::errc() || end != portEnd) return std::nullopt;
-
-    asio::error_code addressError;
-    const asio::ip::address address = asio::ip::make_address(host, addressError);
-    if (addressError || address.is_v6() != bracketed) return std::nullopt;
-    return tcp::endpoint(address, port);
-}
-
-std::string toText(const tcp::endpoint& endpoint)
-{
-    const std::string address = endpoint.address().to_string();
-    const std::string port = std::to_string(endpoint.port());
-    return endpoint.address().is_v6() ? "[" + address + "]:" + port : address + ":" + port;
-}
-
 // One connection: reads, answers, and reads on only when the answer has gone out.
-class RpcListener::Client : public std::enable_shared_from_this<Client>
+class RpcListener::Client final : private IWatcher
 {
 public:
-    Client(tcp::socket socket, RpcListener& owner)
-        : m_socket(std::move(socket)), m_owner(owner), m_session(owner.m_dispatcher)
+    Client(Descriptor socket, RpcListener& owner)
+        : m_owner(owner),
+          m_sinceMs(owner.m_loop.nowMs()),
+          m_watch(owner.m_loop, std::move(socket), EPOLLIN, *this)
     {
-        markUsed();
     }
 
-    void read()
+    // When it came or, later, got its last answer.
+    std::int64_t sinceMs() const { return m_sinceMs; }
+
+    // Whether bytes of it have arrived that it has not been late in reading answers for.
+    bool isAsking() const
     {
-        closeWithoutMemory([this] {
-            unsigned char* where = m_session.prepare(kReadBytes);
-            m_socket.async_read_some(
-                asio::buffer(where, kReadBytes),
-                [self = shared_from_this()](const asio::error_code& error, std::size_t count) {
-                    self->onRead(error, count);
-                });
-        });
+        char byte = 0;
+        return m_watch.events() == EPOLLIN &&
+               ::recv(m_watch.descriptor(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
     }
 
-    void close()
-    {
-        m_closed = true;
-        asio::error_code ignored;
-        m_socket.close(ignored);
-    }
-
-    // Whether a should lose its place before b does.
-    static bool isIdler(const std::shared_ptr<Client>& a, const std::shared_ptr<Client>& b)
-    {
-        return std::pair(a->m_answered, a->m_lastUse) < std::pair(b->m_answered, b->m_lastUse);
-    }
+    Clients* list = nullptr;  // that it stands in, and where
+    Clients::iterator place;
 
 private:
-    // Runs a step. One that finds no memory ends this connection and no other; the
-    // owner's reference to it is gone then.
-    template <class Step>
-    void closeWithoutMemory(Step step)
+    // This is gone when the connection is over.
+    void onReady(std::uint32_t events) override
     {
+        bool isOver = true;
         try {
-            step();
-        } catch (const std::bad_alloc&) {
-            spdlog::warn("a connection is closed: no memory for it");
-            m_owner.remove(*this);
+            isOver = !(m_watch.events() == EPOLLIN ? read() : goOn(events));
+        } catch (const std::exception& error) {
+            m_owner.m_log.warn("a connection is closed", error.what());
         }
+        if (isOver) m_owner.remove(*this);
     }
 
-    void markUsed() { m_lastUse = ++m_owner.m_uses; }
-
-    // The owner may be gone once the client is closed.
-    void onRead(const asio::error_code& error, std::size_t count)
+    // These are false when the connection is over.
+    bool read()
     {
-        if (m_closed) return;
-        if (error) {
-            m_owner.remove(*this);
-        } else {
-            proceed(count);
-        }
+        if (!m_session) m_session = m_owner.lendSession();
+        const ssize_t count =
+            ::recv(m_watch.descriptor(), m_session->prepare(kReadBytes), kReadBytes, 0);
+        if (count > 0) return answer(static_cast<std::size_t>(count));
+        if (count == 0 || (errno != EAGAIN && errno != EINTR)) return false;
+        rest();
+        return true;
     }
 
-    void proceed(std::size_t count)
+    bool goOn(std::uint32_t events)
     {
-        closeWithoutMemory([this, count] {
-            if (!m_session.received(count)) {
-                spdlog::warn("a connection is closed: what it sent is no request");
-                m_owner.remove(*this);
-            } else if (m_session.output().empty()) {
-                read();
-            } else {
-                write();
+        if ((events & (EPOLLERR | EPOLLHUP)) != 0) return false;
+        if (!m_session->output().empty()) {
+            if (!send()) return false;
+            if (!m_session->output().empty()) return true;
+        }
+        return answer(0);
+    }
+
+    // Takes what was received, and makes and sends replies until the client has to do something.
+    bool answer(std::size_t received)
+    {
+        for (int replies = 0; replies < kRepliesInATurn; ++replies) {
+            if (!m_session->received(std::exchange(received, 0))) {
+                m_owner.m_log.warn("a connection is closed: what it sent is no request");
+                return false;
             }
-        });
-    }
-
-    void write()
-    {
-        asio::async_write(m_socket, asio::buffer(m_session.output()),
-                          [self = shared_from_this()](const asio::error_code& error, std::size_t) {
-                              self->onWritten(error);
-                          });
-    }
-
-    void onWritten(const asio::error_code& error)
-    {
-        if (m_closed) return;
-        if (error) {
-            m_owner.remove(*this);
-            return;
+            if (m_session->output().empty()) {
+                rest();
+                m_watch.setEvents(EPOLLIN);
+                return true;
+            }
+            if (!send()) return false;
+            if (!m_session->output().empty()) break;
         }
-        m_answered = true;
-        markUsed();
-        m_session.sent();
-        proceed(0);
+        m_watch.setEvents(EPOLLOUT);
+        return true;
     }
 
-    tcp::socket m_socket;
+    // Sends as much of the reply as there is room for; the output is empty when that is all.
+    bool send()
+    {
+        const std::vector<unsigned char>& output = m_session->output();
+        const ssize_t count = ::send(m_watch.descriptor(), output.data() + m_sentBytes,
+                                     output.size() - m_sentBytes, MSG_NOSIGNAL);
+        if (count < 0) return errno == EAGAIN || errno == EINTR;
+        m_sentBytes += static_cast<std::size_t>(count);
+        if (m_sentBytes < output.size()) return true;
+        m_sentBytes = 0;
+        m_session->sent();
+        m_sinceMs = m_owner.m_loop.nowMs();
+        m_owner.moveToServed(*this);
+        return true;
+    }
+
+    void rest()
+    {
+        if (m_session->isIdle()) m_owner.giveBack(std::move(m_session));
+    }
+
     RpcListener& m_owner;
-    QZ::RPC::ServerSession m_session;
-    std::uint64_t m_lastUse = 0;
-    bool m_answered = false;
-    bool m_closed = false;
+    std::unique_ptr<QZ::RPC::ServerSession> m_session;  // while something is under way
+    std::size_t m_sentBytes = 0;                        // of the output
+    std::int64_t m_sinceMs;
+    Watch m_watch;  // for reading or, while a reply or the other clients' turn is due, for writing
 };
 
-RpcListener::RpcListener(asio::io_context& io, const tcp::endpoint& where,
-                         QZ::RPC::IDispatcher& dispatcher)
-    : m_dispatcher(dispatcher), m_acceptor(io), m_retry(io)
+RpcListener::RpcListener(EventLoop& loop, const Endpoint& where, QZ::RPC::IDispatcher& dispatcher,
+                         CountedLog& log, std::size_t maxClients)
+    : m_loop(loop),
+      m_dispatcher(dispatcher),
+      m_log(log),
+      m_maxClients(maxClients),
+      m_resume(loop, [this] { resume(); }),
+      m_reserve(reserve())
 {
-    m_acceptor.open(where.protocol());
-    closeOnExec(m_acceptor.native_handle());
-    m_acceptor.set_option(tcp::acceptor::reuse_address(true));
-    m_acceptor.bind(where);
-    m_acceptor.listen();
-    accept();
+    IWatcher& watcher = *this;
+    m_watch.emplace(loop, listening(where), EPOLLIN, watcher);
 }
 
 RpcListener::~RpcListener() { stop(); }
 
 void RpcListener::stop()
 {
-    asio::error_code ignored;
-    m_acceptor.close(ignored);
-    m_retry.cancel();
-    for (const std::shared_ptr<Client>& client : m_clients) client->close();
-    m_clients.clear();
+    m_watch.reset();
+    m_resume.cancel();
+    m_newcomers.clear();
+    m_served.clear();
 }
 
-void RpcListener::accept()
+void RpcListener::onReady(std::uint32_t)
 {
-    m_acceptor.async_accept([this](const asio::error_code& error, tcp::socket socket) {
-        // Touches nothing of the listener then: it may be gone.
-        if (error == asio::error::operation_aborted) return;
-        if (error) {
-            spdlog::error("a connection could not be taken: {}", error.message());
-            acceptLater();
-        } else {
-            admit(std::move(socket));
-            accept();
+    try {
+        for (int i = 0; i < kAcceptsInATurn; ++i) {
+            int error = 0;
+            if (Descriptor socket = take(error)) {
+                admit(std::move(socket));
+            } else if (error == EAGAIN) {
+                return;
+            } else if (error != EINTR && error != ECONNABORTED) {
+                m_log.error(kNotTaken, std::generic_category().message(error));
+                return pause();
+            }
         }
-    });
+    } catch (const std::exception& error) {
+        m_log.error(kNotTaken, error.what());
+        pause();
+    }
 }
 
-void RpcListener::admit(tcp::socket socket)
+// The next connection; error says why there is none.
+Descriptor RpcListener::take(int& error)
 {
-    if (m_clients.size() >= kMaxClients) dropIdlest();
-    closeOnExec(socket.native_handle());
-    asio::error_code ignored;
-    socket.set_option(tcp::no_delay(true), ignored);
-    m_clients.push_back(std::make_shared<Client>(std::move(socket), *this));
-    m_clients.back()->read();
+    Descriptor socket = accepted(m_watch->descriptor());
+    error = errno;
+    if (socket || (error != EMFILE && error != ENFILE) || !m_reserve) return socket;
+    // Also when none is waiting; the reserve tells. One that finds no room is closed: better
+    // a clear end at once than a call that waits for its time-out.
+    const std::string reason = std::generic_category().message(error);
+    m_reserve.reset();
+    socket = accepted(m_watch->descriptor());
+    error = errno;
+    if (socket && !makeRoom()) {
+        m_log.error(kNotTaken, reason);
+        socket.reset();
+        error = ECONNABORTED;
+    }
+    m_reserve = reserve();
+    return socket;
 }
 
-// Out of descriptors, most likely: make room, and do not spin meanwhile.
-void RpcListener::acceptLater()
+// What failed would fail again at once, for as long as nothing changes.
+void RpcListener::pause()
 {
-    dropIdlest();
-    m_retry.expires_after(kAcceptRetry);
-    m_retry.async_wait([this](const asio::error_code& error) {
-        if (!error) accept();
-    });
+    m_watch->setEvents(0);
+    m_resume.start(kAcceptPauseMs);
 }
 
-void RpcListener::dropIdlest()
+void RpcListener::resume()
 {
-    const auto idlest = std::min_element(m_clients.begin(), m_clients.end(), &Client::isIdler);
-    if (idlest == m_clients.end()) return;
-    spdlog::debug("too many connections: the one that is idle longest is closed");
-    remove(**idlest);
+    if (!m_reserve) m_reserve = reserve();
+    m_watch->setEvents(EPOLLIN);
 }
 
-void RpcListener::remove(Client& client)
+void RpcListener::admit(Descriptor socket)
 {
-    client.close();
-    m_clients.remove_if([&](const std::shared_ptr<Client>& each) { return each.get() == &client; });
+    if (clientCount() >= m_maxClients && !makeRoom()) {
+        m_log.warn("a connection is refused: all clients are at work");
+        return;
+    }
+    const int on = 1;
+    ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    m_newcomers.emplace_back(std::move(socket), *this);
+    m_newcomers.back().list = &m_newcomers;
+    m_newcomers.back().place = std::prev(m_newcomers.end());
+}
+
+bool RpcListener::makeRoom()
+{
+    const std::int64_t nowMs = m_loop.nowMs();
+    const auto idleFor = [nowMs](Clients& clients, std::int64_t ms) -> Client* {
+        for (Client& each : clients) {
+            if (nowMs - each.sinceMs() < ms) break;
+            if (!each.isAsking()) return &each;
+        }
+        return nullptr;
+    };
+    Client* client = idleFor(m_newcomers, kFirstCallMs);
+    if (client == nullptr) client = idleFor(m_served, kAtWorkMs);
+    if (client == nullptr) client = idleFor(m_newcomers, 0);
+    if (client == nullptr) return false;
+    m_log.warn("a connection is closed: another one takes its place");
+    remove(*client);
+    return true;
+}
+
+void RpcListener::moveToServed(Client& client)
+{
+    m_served.splice(m_served.end(), *client.list, client.place);
+    client.list = &m_served;
+}
+
+void RpcListener::remove(Client& client) { client.list->erase(client.place); }
+
+std::unique_ptr<QZ::RPC::ServerSession> RpcListener::lendSession()
+{
+    if (m_spareSession) return std::move(m_spareSession);
+    return std::make_unique<QZ::RPC::ServerSession>(m_dispatcher);
+}
+
+void RpcListener::giveBack(std::unique_ptr<QZ::RPC::ServerSession> session)
+{
+    m_spareSession = std::move(session);
 }
 
 }  // namespace vpnd

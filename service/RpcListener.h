@@ -1,72 +1,78 @@
 #pragma once
 
 #include "platform/RpcServer.h"
-
-#include <asio/io_context.hpp>
-#include <asio/ip/tcp.hpp>
-#include <asio/steady_timer.hpp>
+#include "service/CountedLog.h"
+#include "service/Endpoint.h"
+#include "service/EventLoop.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <list>
 #include <memory>
 #include <optional>
-#include <string>
 
 namespace vpnd
 {
 
-// The address in a text such as "127.0.0.1:9009" or "[::1]:9009"; port 0 lets
-// the system choose. Nothing when it is neither; names are not resolved.
-[[nodiscard]] std::optional<asio::ip::tcp::endpoint> parseEndpoint(const std::string& text);
-
-// The endpoint as parseEndpoint() reads it.
-std::string toText(const asio::ip::tcp::endpoint& endpoint);
-
-// Takes connections and passes their calls to a dispatcher, one reply at a time
-// and client by client, so that no client waits for another: one that does not
+// Takes connections and passes their calls to a dispatcher, one reply at a time and a
+// few for each client in turn, so that no client waits for another: one that does not
 // read is not read from either, and a malformed stream closes its own connection only.
+// A client that has nothing under way costs a few hundred bytes.
 //
-// Runs on the io_context's one thread. Must be destroyed or stopped before the
-// dispatcher goes; handlers that are still queued then do nothing.
-class RpcListener
+// Runs on the loop's one thread.
+class RpcListener final : private IWatcher
 {
 public:
-    // Connections at the same time. Beyond it each new one takes the place of
-    // the one that is idle longest; those that never got an answer go first, so
-    // that a flood of empty connections does not drive out a client at work.
-    static constexpr std::size_t kMaxClients = 32;
+    // Connections at the same time. Beyond it a new one takes the place of
+    //   1. the oldest that has waited for kFirstCallMs without an answer to any call, else
+    //   2. the one whose last answer is longest ago, at least kAtWorkMs, else
+    //   3. the oldest without an answer to any call, else
+    //   4. none: it is closed itself. A panel that polls keeps its place.
+    // One whose request has arrived and is not read yet is passed over.
+    static constexpr std::size_t kMaxClients = 1024;
+    static constexpr std::int64_t kFirstCallMs = 1000;
+    static constexpr std::int64_t kAtWorkMs = 60 * 1000;
 
     // Listens from here on; raises std::system_error when that is not possible.
-    // Borrows io and dispatcher.
-    RpcListener(asio::io_context& io, const asio::ip::tcp::endpoint& where,
-                QZ::RPC::IDispatcher& dispatcher);
+    // Borrows loop, dispatcher and log.
+    RpcListener(EventLoop& loop, const Endpoint& where, QZ::RPC::IDispatcher& dispatcher,
+                CountedLog& log, std::size_t maxClients = kMaxClients);
     ~RpcListener();
     RpcListener(const RpcListener&) = delete;
     RpcListener& operator=(const RpcListener&) = delete;
 
     // With the real port when it was asked to listen at port 0.
-    asio::ip::tcp::endpoint localEndpoint() const { return m_acceptor.local_endpoint(); }
-    std::size_t clientCount() const { return m_clients.size(); }
+    Endpoint localEndpoint() const { return Endpoint::ofSocket(m_watch->descriptor()); }
+    std::size_t clientCount() const { return m_newcomers.size() + m_served.size(); }
 
-    // Closes everything, after which the io_context has nothing left to do for it.
+    // Closes everything; nothing is taken or answered any more. Not from within a call.
     void stop();
 
 private:
     class Client;
+    using Clients = std::list<Client>;
 
-    void accept();
-    void admit(asio::ip::tcp::socket socket);
-    void acceptLater();
-    void dropIdlest();
+    void onReady(std::uint32_t events) override;
+    Descriptor take(int& error);
+    void pause();
+    void resume();
+    void admit(Descriptor socket);
+    bool makeRoom();
+    void moveToServed(Client& client);
     void remove(Client& client);
+    std::unique_ptr<QZ::RPC::ServerSession> lendSession();
+    void giveBack(std::unique_ptr<QZ::RPC::ServerSession> session);
 
+    EventLoop& m_loop;
     QZ::RPC::IDispatcher& m_dispatcher;
-    asio::ip::tcp::acceptor m_acceptor;
-    asio::steady_timer m_retry;
-    // Shared with the client's own pending operations, which may end after its removal.
-    std::list<std::shared_ptr<Client>> m_clients;
-    std::uint64_t m_uses = 0;  // numbers the uses of all clients in their order
+    CountedLog& m_log;
+    const std::size_t m_maxClients;
+    std::optional<Watch> m_watch;
+    Timer m_resume;
+    Descriptor m_reserve;  // given up for a moment to look at a connection when no other is left
+    Clients m_newcomers;   // without an answer so far, oldest first
+    Clients m_served;      // the one whose last answer is longest ago first
+    std::unique_ptr<QZ::RPC::ServerSession> m_spareSession;
 };
 
 }  // namespace vpnd

@@ -3,7 +3,7 @@
 #include "service/Pem.h"
 #include "service/Validation.h"
 
-#include <spdlog/spdlog.h>
+#include <spdlog/fmt/fmt.h>
 
 #include <utility>
 
@@ -11,6 +11,8 @@ namespace vpnd
 {
 namespace
 {
+
+constexpr const char* kNotStartedYet = "the tunnel cannot be started yet";
 
 std::int32_t statusOf(TunnelStage stage)
 {
@@ -34,15 +36,16 @@ std::int32_t statusOf(TunnelStage stage)
 }  // namespace
 
 VpnService::VpnService(VpnSettings settings, ISettingsStore& store, ITunnelBackend& tunnel,
-                       Clock clock)
+                       Clock clock, CountedLog& log)
     : m_settings(std::move(settings)),
       m_stored(m_settings),
       m_store(store),
       m_tunnel(tunnel),
-      m_clock(std::move(clock))
+      m_clock(std::move(clock)),
+      m_log(log)
 {
     m_tunnel.setOnline(m_settings.online);
-    if (isWanted() && !m_tunnel.start(config())) spdlog::warn("the tunnel cannot be started yet");
+    if (isWanted() && !m_tunnel.start(config())) m_log.warn(kNotStartedYet);
 }
 
 std::int32_t VpnService::changeServerIP(const std::string& address)
@@ -58,11 +61,12 @@ bool VpnService::hasPassword() { return !m_settings.password.empty(); }
 bool VpnService::checkPassword(const std::string& password)
 {
     if (!mayTryPassword()) {
-        spdlog::warn("password check refused: more than {} tries in a minute", kPasswordTries);
+        m_log.warn("password check refused",
+                   fmt::format("more than {} tries in a minute", kPasswordTries));
         return false;
     }
     const bool right = hasPassword() && equalsSecret(password, m_settings.password);
-    spdlog::info("password check: {}", right ? "right" : "wrong");
+    m_log.info(right ? "password check: right" : "password check: wrong");
     return right;
 }
 
@@ -81,19 +85,17 @@ std::int32_t VpnService::setVPNCA(const std::string& text)
 {
     Certificates certificates = readCertificates(text);
     if (certificates.refusal) {
-        spdlog::warn("certificate refused: {}", certificates.refusal);
+        m_log.warn("certificate refused", certificates.refusal);
         return kInvalid;
     }
-    const bool others = certificates.pem != m_settings.certificates;
+    std::string summary;
+    for (const CertificateSummary& one : certificates.summaries) {
+        if (!summary.empty()) summary += "; ";
+        summary += one.subject + ", valid until " + one.notAfter;
+    }
     VpnSettings next = m_settings;
     next.certificates = std::move(certificates.pem);
-    const std::int32_t result = change(std::move(next), "certificate");
-    if (result == kDone && others) {
-        for (const CertificateSummary& one : certificates.summaries) {
-            spdlog::info("certificate: {}, valid until {}", one.subject, one.notAfter);
-        }
-    }
-    return result;
+    return change(std::move(next), "certificate", summary);
 }
 
 void VpnService::checkCommState() { m_tunnel.poke(); }
@@ -101,8 +103,8 @@ void VpnService::checkCommState() { m_tunnel.poke(); }
 void VpnService::setDeviceSn(const std::string& number)
 {
     if (!isDeviceNumber(number)) {
-        spdlog::warn("device number refused: not 1 to {} of the allowed characters",
-                     kMaxDeviceNumberBytes);
+        m_log.warn("device number refused",
+                   fmt::format("not 1 to {} of the allowed characters", kMaxDeviceNumberBytes));
         return;
     }
     VpnSettings next = m_settings;
@@ -118,13 +120,18 @@ std::int32_t VpnService::startVPN(const std::string& address, std::int32_t port)
     next.server = address;
     next.port = port;
     next.connect = true;
+    const bool isNews = !isInForce(next);
     if (!keep(next)) {
-        spdlog::error("start: the settings could not be stored");
+        m_log.error("start", "the settings could not be stored");
         return kNotNow;
     }
+    const TunnelStage before = m_tunnel.state().stage;
     m_settings = std::move(next);
-    spdlog::info("start: {} port {}", m_settings.server, m_settings.port);
-    return m_tunnel.start(config()) ? kDone : kNotNow;
+    const bool isStarted = m_tunnel.start(config());
+    if (isNews || m_tunnel.state().stage != before) {
+        m_log.info("start", fmt::format("{} port {}", m_settings.server, m_settings.port));
+    }
+    return isStarted ? kDone : kNotNow;
 }
 
 std::int32_t VpnService::stopVPN()
@@ -167,7 +174,7 @@ void VpnService::setVPNEnabled(bool enabled)
     if (!enabled) {
         m_tunnel.stop();
     } else if (isWanted() && !m_tunnel.start(config())) {
-        spdlog::warn("the tunnel cannot be started yet");
+        m_log.warn(kNotStartedYet);
     }
 }
 
@@ -241,14 +248,15 @@ bool VpnService::keep(VpnSettings next)
 }
 
 // Stores other settings and brings the tunnel to them; on failure all stays as it was.
-std::int32_t VpnService::change(VpnSettings next, const char* what)
+std::int32_t VpnService::change(VpnSettings next, const char* what, std::string_view news)
 {
+    const bool isNews = !isInForce(next);
     if (!keep(next)) {
-        spdlog::error("{}: could not be stored", what);
+        m_log.error(what, "could not be stored");
         return kNotStored;
     }
+    if (isNews) m_log.info(what, news);
     m_settings = std::move(next);
-    spdlog::info("{}: set", what);
     m_tunnel.apply(config());
     return kDone;
 }
@@ -256,13 +264,14 @@ std::int32_t VpnService::change(VpnSettings next, const char* what)
 // For the switches, which take effect also when they cannot be stored.
 bool VpnService::switchTo(VpnSettings next, const char* what)
 {
+    const bool isNews = !isInForce(next);
     const bool stored = keep(next);
-    m_settings = std::move(next);
-    if (stored) {
-        spdlog::info("{}", what);
-    } else {
-        spdlog::error("{}: could not be stored, in force all the same", what);
+    if (!stored) {
+        m_log.error(what, "could not be stored, in force all the same");
+    } else if (isNews) {
+        m_log.info(what);
     }
+    m_settings = std::move(next);
     return stored;
 }
 

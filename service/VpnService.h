@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/RpcServer.h"
+#include "service/CountedLog.h"
 #include "service/ITunnelBackend.h"
 #include "service/VpnSettings.h"
 #include "service/VpnValues.h"
@@ -16,7 +17,8 @@ namespace vpnd
 {
 
 // The 21 methods over settings and tunnel. Everything is answered at once and
-// from memory. Passwords and certificates appear in no log line. One thread.
+// from memory. Passwords and certificates appear in no log line, and a call that
+// changes nothing and is not refused writes none. One thread.
 //
 // Methods named set… judge their arguments and keep nothing of a call that they
 // refuse. The switches (stopVPN, setVPNEnabled, setOnline) take effect also when
@@ -30,9 +32,10 @@ public:
     static constexpr std::size_t kPasswordTries = 5;
     static constexpr std::int64_t kPasswordTriesWithinMs = 60 * 1000;
 
-    // Borrows store and tunnel, which must outlive it. The settings are taken for
+    // Borrows store, tunnel and log, which must outlive it. The settings are taken for
     // stored. Starts the tunnel when they say so.
-    VpnService(VpnSettings settings, ISettingsStore& store, ITunnelBackend& tunnel, Clock clock);
+    VpnService(VpnSettings settings, ISettingsStore& store, ITunnelBackend& tunnel, Clock clock,
+               CountedLog& log);
 
     // A block that does not fit the method exactly, or an unknown method, is refused.
     const char* dispatch(std::string_view method, QZ::utils::IBuffer& args,
@@ -72,7 +75,9 @@ private:
     bool isWanted() const { return m_settings.enabled && m_settings.connect; }
     TunnelConfig config() const;
     bool keep(VpnSettings next);
-    std::int32_t change(VpnSettings next, const char* what);
+    // With these settings already in force, and stored, a call changes nothing.
+    bool isInForce(const VpnSettings& next) const { return next == m_settings && next == m_stored; }
+    std::int32_t change(VpnSettings next, const char* what, std::string_view news = "set");
     bool switchTo(VpnSettings next, const char* what);
     bool mayTryPassword();
 
@@ -81,6 +86,7 @@ private:
     ISettingsStore& m_store;
     ITunnelBackend& m_tunnel;
     Clock m_clock;
+    CountedLog& m_log;
     std::array<std::optional<std::int64_t>, kPasswordTries>
         m_triesMs;  // a ring, oldest at m_nextTry
     std::size_t m_nextTry = 0;

@@ -71,15 +71,17 @@ static_assert(sizeof kMethods / sizeof kMethods[0] == 21);
 
 const char* VpnService::dispatch(std::string_view method, IBuffer& args, IBuffer& result)
 {
+    const char* refusal = "unknown method";
     try {
         for (const MethodEntry& entry : kMethods) {
-            if (entry.name == method) return entry.run(*this, args, result);
+            if (entry.name == method) refusal = entry.run(*this, args, result);
         }
-        return "unknown method";
     } catch (...) {
         // Out of memory, at most; the other clients go on.
-        return "internal error";
+        refusal = "internal error";
     }
+    if (refusal != nullptr) m_log.warn("a call was refused", refusal);
+    return refusal;
 }
 
 }  // namespace vpnd

@@ -1,19 +1,21 @@
+#include "service/LogSink.h"
 #include "service/RpcListener.h"
+#include "service/Signals.h"
 #include "service/SimulatedTunnel.h"
 #include "service/Validation.h"
 #include "service/VpnService.h"
 
-#include <spdlog/sinks/stdout_color_sinks.h>
+#include <poll.h>
 #include <spdlog/spdlog.h>
+#include <sys/resource.h>
 #include <unistd.h>
 #include <CLI/CLI.hpp>
-#include <asio/error.hpp>
-#include <asio/io_context.hpp>
-#include <asio/signal_set.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <system_error>
 
@@ -21,6 +23,10 @@ namespace
 {
 
 constexpr int kExitUsage = 2;  // wrong options, or nothing to listen at
+// What all clients and everything else need; the systemd unit allows as many.
+constexpr rlim_t kDescriptors = vpnd::RpcListener::kMaxClients + 64;
+// For the last lines of the log, where they are read slowly.
+constexpr std::chrono::milliseconds kLogEnd{500};
 
 struct Options {
     std::string listen = "127.0.0.1:9009";
@@ -47,7 +53,7 @@ std::int64_t steadyNowMs()
 void describe(CLI::App& app, Options& options)
 {
     const auto endpoint = [](const std::string& text) {
-        return vpnd::parseEndpoint(text)
+        return vpnd::Endpoint::parse(text)
                    ? std::string()
                    : std::string("must be a numeric address with port, such as 127.0.0.1:9009");
     };
@@ -79,38 +85,63 @@ void describe(CLI::App& app, Options& options)
     app.set_version_flag("--version", "orva-vpnd " ORVA_VERSION);
     app.footer(
         "Settings and tunnel live in memory: nothing survives the end of the program, and\n"
-        "the tunnel is a simulation that reaches no network. SIGTERM or SIGINT ends it.\n"
+        "the tunnel is a simulation that reaches no network. SIGTERM or SIGINT ends it,\n"
+        "SIGHUP does not.\n"
         "Exit code 0: ended by a signal; 2: wrong options, or it cannot listen.");
 }
 
-int run(const Options& options, const asio::ip::tcp::endpoint& where)
+// The soft limit is often 1024, the hard one far above.
+void allowDescriptors()
+{
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_cur >= kDescriptors) return;
+    limit.rlim_cur = std::min(limit.rlim_max, kDescriptors);
+    if (::setrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur < kDescriptors) {
+        spdlog::warn("less than {} clients find room: no more than {} open files are allowed",
+                     vpnd::RpcListener::kMaxClients, limit.rlim_cur);
+    }
+}
+
+// Whoever started this may read it, or never read.
+void announce(const std::string& line)
+{
+    pollfd out = {STDOUT_FILENO, POLLOUT, 0};
+    if (::poll(&out, 1, 0) != 1 || (out.revents & POLLOUT) == 0 ||
+        ::write(STDOUT_FILENO, line.data(), line.size()) < 0) {
+        spdlog::warn("nobody reads standard output");
+    }
+}
+
+void run(const Options& options)
 {
     vpnd::VpnSettings settings;
     settings.deviceName = options.deviceName;
     settings.factorySerial = options.serial;
     settings.connect = !options.noConnect;
 
-    asio::io_context io(1);
+    vpnd::EventLoop loop(&steadyNowMs);
+    vpnd::CountedLog log(loop);
+    const vpnd::Signals signals(loop, {SIGTERM, SIGINT, SIGHUP}, [&](int number) {
+        if (number != SIGHUP) return loop.stop();
+        log.info("SIGHUP", "there is nothing to read again");
+    });
+    allowDescriptors();
     vpnd::MemoryStore store;
     vpnd::SimulatedTunnel tunnel(&steadyNowMs);
-    vpnd::VpnService service(settings, store, tunnel, &steadyNowMs);
-    vpnd::RpcListener listener(io, where, service);
+    vpnd::VpnService service(settings, store, tunnel, &steadyNowMs, log);
+    const vpnd::Endpoint where = *vpnd::Endpoint::parse(options.listen);
+    const vpnd::RpcListener listener(loop, where, service, log);
 
-    asio::signal_set signals(io, SIGTERM, SIGINT);
-    signals.async_wait([&](const asio::error_code&, int) { listener.stop(); });
-
-    if (!where.address().is_loopback()) {
+    if (!where.isLoopback()) {
         spdlog::warn(
             "{} can be reached from other machines: whoever gets there can read the "
             "password and control the tunnel",
-            vpnd::toText(where));
+            where.text());
     }
-    std::printf("orva-vpnd %s listening on %s, simulated tunnel\n", ORVA_VERSION,
-                vpnd::toText(listener.localEndpoint()).c_str());
-    std::fflush(stdout);
-    io.run();
-    spdlog::info("ended by a signal");
-    return 0;
+    announce(fmt::format("orva-vpnd {} listening on {}, simulated tunnel\n", ORVA_VERSION,
+                         listener.localEndpoint().text()));
+    loop.run();
 }
 
 }  // namespace
@@ -118,7 +149,6 @@ int run(const Options& options, const asio::ip::tcp::endpoint& where)
 int main(int argc, char** argv)
 {
     std::signal(SIGPIPE, SIG_IGN);  // whoever reads the log may go away
-    spdlog::set_default_logger(spdlog::stderr_color_st("orva-vpnd"));
 
     Options options;
     options.deviceName = defaultDeviceName();
@@ -131,15 +161,24 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "orva-vpnd: %s; see --help\n", error.what());
         return kExitUsage;
     }
-    spdlog::set_level(spdlog::level::from_str(options.logLevel));
 
+    const auto sink = std::make_shared<vpnd::LogSink>(STDERR_FILENO);
+    spdlog::set_default_logger(std::make_shared<spdlog::logger>("orva-vpnd", sink));
+    spdlog::set_level(spdlog::level::from_str(options.logLevel));
+    // By itself it writes to standard error, and waits for it.
+    spdlog::set_error_handler([](const std::string&) {});
+
+    int exitCode = 0;
     try {
-        return run(options, *vpnd::parseEndpoint(options.listen));
+        run(options);
+        spdlog::info("ended by a signal");
     } catch (const std::system_error& error) {
-        const bool taken = error.code() == asio::error::address_in_use;
-        std::fprintf(stderr, "orva-vpnd: cannot listen on %s: %s\n", options.listen.c_str(),
-                     taken ? "the port is taken; is another orva-vpnd running?"
-                           : error.code().message().c_str());
-        return kExitUsage;
+        const bool taken = error.code() == std::errc::address_in_use;
+        sink->print(fmt::format(
+            "orva-vpnd: cannot listen on {}: {}\n", options.listen,
+            taken ? "the port is taken; is another orva-vpnd running?" : error.code().message()));
+        exitCode = kExitUsage;
     }
+    sink->finish(kLogEnd);
+    return exitCode;
 }

@@ -29,6 +29,7 @@ SystemCallFilter=@system-service
 StateDirectory=orva-vpnd
 RuntimeDirectory=orva-vpnd
 Restart=on-failure
+LimitNOFILE=1088
 LINES
 
 # systemd looks for the program in the running system: here it is in the root.

@@ -20,13 +20,18 @@ extern char** environ;
 class ChildProcess
 {
 public:
-    explicit ChildProcess(const std::vector<std::string>& words)
+    // Output that the test never reads; there is no room left for it from the beginning.
+    enum class Unread { kNone, kOut, kErr };
+
+    explicit ChildProcess(const std::vector<std::string>& words, Unread unread = Unread::kNone)
     {
         int out[2];
         int err[2];
         if (::pipe2(out, O_CLOEXEC) != 0 || ::pipe2(err, O_CLOEXEC) != 0) {
             throw std::runtime_error("no pipe");
         }
+        if (unread == Unread::kOut) m_out.fill(out[1]);
+        if (unread == Unread::kErr) m_err.fill(err[1]);
         std::vector<char*> arguments;
         for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
         arguments.push_back(nullptr);
@@ -96,10 +101,21 @@ private:
     struct Pipe {
         int descriptor = -1;
         bool ended = false;
+        bool unread = false;
         std::string text;
 
+        void fill(int writeEnd)
+        {
+            unread = true;
+            ::fcntl(writeEnd, F_SETFL, O_NONBLOCK);
+            const std::string chunk(4096, '.');
+            while (::write(writeEnd, chunk.data(), chunk.size()) > 0) {
+            }
+            ::fcntl(writeEnd, F_SETFL, 0);
+        }
         const std::string& read()
         {
+            if (unread) return text;
             char chunk[4096];
             ssize_t count = 0;
             while ((count = ::read(descriptor, chunk, sizeof chunk)) > 0) {

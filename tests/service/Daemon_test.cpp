@@ -1,9 +1,6 @@
-#include "tests/service/ChildProcess.h"
-#include "tests/service/LoopbackClient.h"
-#include "tests/service/RawBlocks.h"
+#include "tests/service/Daemon.h"
 #include "tests/service/TestCertificates.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,70 +8,10 @@
 #include <cstdlib>
 #include <string>
 #include <utility>
-#include <vector>
 
 // The real program, from outside.
 namespace
 {
-
-using Arguments = std::vector<std::string>;
-
-ChildProcess run(const Arguments& arguments)
-{
-    Arguments all;
-    // Through the emulator where the program is for another processor.
-    std::string word;
-    for (const char c : std::string(ORVA_EMULATOR) + " ") {
-        if (c != ' ') {
-            word += c;
-        } else if (!word.empty()) {
-            all.push_back(std::exchange(word, ""));
-        }
-    }
-    all.push_back(ORVA_VPND);
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    return ChildProcess(all);
-}
-
-// A daemon at a port of its own, ready.
-class Daemon
-{
-public:
-    explicit Daemon(const Arguments& more = {}) : process(run(listening(more)))
-    {
-        EXPECT_TRUE(process.waitFor([&] { return process.out().find('\n') != std::string::npos; }))
-            << process.err();
-        const std::string& line = process.out();
-        const std::size_t colon = line.find(':');
-        if (colon != std::string::npos)
-            port = static_cast<std::uint16_t>(std::stoi(line.substr(colon + 1)));
-    }
-
-    LoopbackClient connect() const
-    {
-        LoopbackClient client;
-        client.connect(port);
-        return client;
-    }
-    std::string answer(LoopbackClient& client, const std::string& method, std::size_t bytes,
-                       const std::string& block = raw::args())
-    {
-        client.send(raw::request(1, method, block));
-        process.waitFor([&] { return client.received().size() >= bytes; });
-        return client.received();
-    }
-
-    ChildProcess process;
-    std::uint16_t port = 0;
-
-private:
-    static Arguments listening(const Arguments& more)
-    {
-        Arguments all = {"--listen", "127.0.0.1:0"};
-        all.insert(all.end(), more.begin(), more.end());
-        return all;
-    }
-};
 
 TEST(DaemonTest, SaysInOneLineThatItIsReady)
 {

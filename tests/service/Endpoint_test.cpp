@@ -1,23 +1,23 @@
-#include "service/RpcListener.h"
+#include "service/Endpoint.h"
 
 #include <gtest/gtest.h>
 
 namespace
 {
 
-using vpnd::parseEndpoint;
+using vpnd::Endpoint;
 
-TEST(ParseEndpointTest, AddressesWithAPortAreReadAndWritten)
+TEST(EndpointTest, AddressesWithAPortAreReadAndWritten)
 {
     for (const char* text :
          {"127.0.0.1:9009", "0.0.0.0:0", "10.0.0.1:65535", "[::1]:9009", "[::]:1"}) {
-        const auto endpoint = parseEndpoint(text);
+        const auto endpoint = Endpoint::parse(text);
         ASSERT_TRUE(endpoint) << text;
-        EXPECT_EQ(vpnd::toText(*endpoint), text);
+        EXPECT_EQ(endpoint->text(), text);
     }
 }
 
-TEST(ParseEndpointTest, EverythingElseIsRefused)
+TEST(EndpointTest, EverythingElseIsRefused)
 {
     for (const char* text : {"",
                              ":",
@@ -39,7 +39,7 @@ TEST(ParseEndpointTest, EverythingElseIsRefused)
                              "[]:9009",
                              "[:9009",
                              "127.0.0.1:90:09"}) {
-        EXPECT_FALSE(parseEndpoint(text)) << text;
+        EXPECT_FALSE(Endpoint::parse(text)) << text;
     }
 }
 

@@ -27,7 +27,13 @@ public:
         }
     }
     LoopbackClient(LoopbackClient&& other) noexcept : m_socket(std::exchange(other.m_socket, -1)) {}
-    LoopbackClient& operator=(LoopbackClient&&) = delete;
+    LoopbackClient& operator=(LoopbackClient&& other) noexcept
+    {
+        std::swap(m_socket, other.m_socket);
+        std::swap(m_received, other.m_received);
+        std::swap(m_closed, other.m_closed);
+        return *this;
+    }
     ~LoopbackClient()
     {
         if (m_socket >= 0) ::close(m_socket);
@@ -58,6 +64,12 @@ public:
     {
         if (trySend(bytes) != bytes.size()) throw std::runtime_error("not all was sent");
     }
+    // Leaves no trace at the system, so that thousands may come and go.
+    void resetAtTheEnd()
+    {
+        const linger none = {1, 0};
+        ::setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &none, sizeof none);
+    }
     void finishSending() { ::shutdown(m_socket, SHUT_WR); }
 
     // Everything that has come so far.
@@ -74,7 +86,7 @@ public:
             }
         }
     }
-    void forget() { m_received.clear(); }
+    void forget() { std::string().swap(m_received); }
     // Whether the server has closed the connection.
     bool closed()
     {

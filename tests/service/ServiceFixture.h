@@ -1,6 +1,8 @@
 #pragma once
 
 #include "platform/RpcWire.h"
+#include "service/CountedLog.h"
+#include "service/EventLoop.h"
 #include "service/SimulatedTunnel.h"
 #include "service/VpnService.h"
 #include "tests/service/RawBlocks.h"
@@ -39,10 +41,10 @@ protected:
     // A new service with these settings, at the present time.
     void begin(const vpnd::VpnSettings& settings)
     {
-        const vpnd::Clock clock = [this] { return m_nowMs; };
         m_service.reset();
-        m_tunnel = std::make_unique<vpnd::SimulatedTunnel>(clock);
-        m_service = std::make_unique<vpnd::VpnService>(settings, m_store, *m_tunnel, clock);
+        m_tunnel = std::make_unique<vpnd::SimulatedTunnel>(m_clock);
+        m_service =
+            std::make_unique<vpnd::VpnService>(settings, m_store, *m_tunnel, m_clock, m_log);
     }
 
     void SetUp() override
@@ -50,7 +52,6 @@ protected:
         spdlog::set_level(spdlog::level::off);
         begin(vpnd::VpnSettings());
     }
-    void TearDown() override { spdlog::set_level(spdlog::level::info); }
 
     void pass(std::int64_t ms) { m_nowMs += ms; }
     // Until a connect or a stop is certainly over.
@@ -82,9 +83,14 @@ protected:
     std::int32_t status() { return info().status; }
     vpnd::VpnService& service() { return *m_service; }
     TestStore& store() { return m_store; }
+    vpnd::EventLoop& loop() { return m_loop; }
+    vpnd::CountedLog& log() { return m_log; }
 
 private:
     std::int64_t m_nowMs = 1000;
+    const vpnd::Clock m_clock = [this] { return m_nowMs; };
+    vpnd::EventLoop m_loop{m_clock};
+    vpnd::CountedLog m_log{m_loop};
     TestStore m_store;
     std::unique_ptr<vpnd::SimulatedTunnel> m_tunnel;
     std::unique_ptr<vpnd::VpnService> m_service;
