@@ -22,9 +22,9 @@ constexpr std::size_t kMaxSubjectBytes = 200;
 // in DER form, or when more bytes follow. Neither its dates nor its signature are
 // judged: the panel's clock may be wrong, and whoever issued it may be unknown.
 //
-// An authority is what OpenSSL takes for one and any TLS library would: CA in its
-// basic constraints, and no key usage that excludes signing certificates. Also a
-// self-signed one of X.509 version 1, which has no place to say so: old roots do.
+// An authority has CA in its basic constraints, and no key usage that excludes
+// signing certificates. A self-signed certificate of X.509 version 1 is one too: it
+// has no place to say so, and old roots are such.
 [[nodiscard]] std::optional<CertificateSummary> readCertificate(
     const std::vector<unsigned char>& der);
 
