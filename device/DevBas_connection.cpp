@@ -13,8 +13,6 @@ namespace
 constexpr const char* kServiceAddress = "127.0.0.1:9009";
 }
 
-DEV_DATA::~DEV_DATA() { dropConnection(pDispatchClient); }
-
 bool CDevBas::initData(DEV_DATA* devData)
 {
     if (devData == nullptr) return false;

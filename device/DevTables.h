@@ -5,10 +5,11 @@
 
 #include <cstdint>
 
-// The device's vocabulary. By convention device logic, conversions, archive, driver
-// object and run glue carry it alike, whether they read it or not. The text tables are
-// objects of their own in each source that includes this header, built in the order in
-// which they stand here: no source depends on when another one's are built.
+// The device's vocabulary. Device logic, conversions, archive, driver object and run glue
+// each carry it, also where they do not read it yet: whoever begins to read it there finds
+// texts that are built before the source's own objects, whenever other sources' are. The
+// text tables are objects of their own in each source that includes this header, built in
+// the order in which they stand here.
 
 // Value of a channel's request flag.
 constexpr int kFlagRequested = 1;    // the host wants the channel in this cycle

@@ -19,7 +19,8 @@
 //   extern "C" std::int64_t Orva_GetTickCount();   milliseconds; else the monotonic clock
 //   extern "C" void watch_dog_report(pthread_t);   the thread is alive
 // The latter is called in a long cycle only, at most every 10 s. Behind a slow service up to
-// 30 s of one operation can pass without: the host's watchdog must bear that.
+// 30 s of one operation can pass without; with devices on several threads, which share the
+// count, a whole cycle of up to 60 s: the host's watchdog must bear that.
 
 // Type of a host value.
 enum DATATYPE : int {

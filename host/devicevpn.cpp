@@ -5,7 +5,7 @@
 #include "host/StatusCodes.h"
 #include "vpnclient/Connection.h"
 
-// Not read here: by convention this source carries the vocabulary too, see its head.
+// Not read here: the head of DevTables.h says why it is carried.
 #include "device/DevTables.h"
 
 namespace orva_device

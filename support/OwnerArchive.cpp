@@ -1,6 +1,6 @@
 #include "support/OwnerArchive.h"
 
-// Not read here: by convention this source carries the vocabulary too, see its head.
+// Not read here: the head of DevTables.h says why it is carried.
 #include "device/DevTables.h"
 
 #include <algorithm>

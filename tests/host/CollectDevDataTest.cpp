@@ -278,6 +278,20 @@ TEST_F(CollectDevDataTest, TheWatchdogHearsNothingOfASlowServiceForThirtySeconds
     EXPECT_EQ(reportsMs, std::vector<std::int64_t>{30000});
 }
 
+TEST_F(CollectDevDataTest, CyclesOfOtherDevicesCanKeepAWholeSlowCycleFromTheWatchdog)
+{
+    OpenDevCtrl other("VPN_2", &m_host);
+    const int wanted[] = {1};
+    for (auto& [method, answer] : service().answers) {
+        answer.takesMs = 10000;
+        answer.atSync = [&] { other.CollectDevData(wanted, 1); };
+    }
+    const std::int64_t beginMs = service().tickMs;
+    EXPECT_EQ(collectAll(), 0);
+    EXPECT_EQ(service().tickMs - beginMs, 60000);
+    EXPECT_EQ(service().watchdogReports, 0);
+}
+
 TEST_F(CollectDevDataTest, CommandsAndWritesFeedNoWatchdog)
 {
     collectAll();  // which begins to count the time

@@ -206,7 +206,7 @@ TEST_F(VpnServiceTest, InvalidServersChangeNothing)
         EXPECT_EQ(start(address, 1194), kInvalid) << address;
         EXPECT_EQ(call("changeServerIP", args(string(address))), kInvalid) << address;
     }
-    for (const int port : {0, -1, 65536, std::numeric_limits<int>::min()}) {
+    for (const int port : {0, -1, 65536, 0x000104AA, 0x010004AA, std::numeric_limits<int>::min()}) {
         EXPECT_EQ(setServer("10.0.0.1", port), kInvalid) << port;
         EXPECT_EQ(start("10.0.0.1", port), kInvalid) << port;
     }

@@ -29,6 +29,8 @@ TEST_F(VpnServiceTest, BeatIntervalsAreJudgedHere)
     EXPECT_EQ(set(0), kInvalid);
     EXPECT_EQ(set(-5), kInvalid);
     EXPECT_EQ(set(3601), kInvalid);
+    EXPECT_EQ(set(0x0001003C), kInvalid) << "60 without its third byte";
+    EXPECT_EQ(set(0x0100003C), kInvalid) << "60 without its top byte";
     EXPECT_EQ(info().beatInterval, 3600);
     EXPECT_EQ(state(), 5) << "applied at the next connect";
 }
