@@ -125,4 +125,14 @@ TEST_F(SeamTest, AReplyOfTheWrongTypeEndsAsTheDriversOwnFailure)
               "mfDevIOCtrl[293] failed with: GeneratedUnpack-deserialize failed\n");
 }
 
+TEST_F(SeamTest, TheNameThatTheHostScribblesOnStandsWhereItStoodInEachCall)
+{
+    scripted::FakeCommunication communication;
+    ASSERT_EQ(m_device->UpdataCommunication(&communication), kStatusOk);
+    for (int i = 0; i < 3; ++i) m_device->DevIOCtrl("NONE()");
+    EXPECT_EQ(communication.devices, std::vector<std::string>(3, communication.devices[0]));
+    EXPECT_NE(communication.devices[0], "");
+    EXPECT_EQ(communication.buffers, std::vector<char*>(3, communication.buffers[0]));
+}
+
 }  // namespace
