@@ -16,6 +16,7 @@ constexpr std::string_view kDashes = "-----";
 constexpr std::string_view kAlphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::size_t kLineCharacters = 64;
+constexpr const char* kTooLong = "longer than 65536 bytes";
 
 using Bytes = std::vector<unsigned char>;
 
@@ -113,9 +114,12 @@ const char* appendAll(Certificates& certificates, std::string_view rest)
 }
 
 // What is wrong with all of them together, or null.
-const char* refusalOfAll(const std::vector<CertificateSummary>& all)
+const char* refusalOfAll(const Certificates& certificates)
 {
+    const std::vector<CertificateSummary>& all = certificates.summaries;
     if (all.empty()) return "no certificate in the text";
+    // The lines make it longer than it came.
+    if (certificates.pem.size() > kMaxCertificateTextBytes) return kTooLong;
     const bool hasAuthority = std::any_of(
         all.begin(), all.end(), [](const CertificateSummary& one) { return one.isAuthority; });
     return hasAuthority ? nullptr : "none of the certificates is an authority's";
@@ -127,10 +131,10 @@ Certificates readCertificates(std::string_view text)
 {
     static_assert(kMaxCertificates == 32 && kMaxCertificateTextBytes == 65536, "said in words");
     Certificates certificates;
-    const char* refusal = "longer than 65536 bytes";
+    const char* refusal = kTooLong;
     if (text.size() <= kMaxCertificateTextBytes) {
         refusal = appendAll(certificates, withLineEnds(text));
-        if (!refusal) refusal = refusalOfAll(certificates.summaries);
+        if (!refusal) refusal = refusalOfAll(certificates);
     }
     if (refusal) return {refusal, {}, {}};
     return certificates;

@@ -30,10 +30,10 @@ struct Certificates {
 // lines ended by CR LF, a missing last line end, "\n" written as two characters,
 // everything on one line, and bare base64 without the BEGIN and END lines.
 //
-// Refuses the whole text when there is no certificate, when it is longer or has
-// more of them than the limits above, when something under a BEGIN line is not the
-// base64 form of exactly one X.509 certificate (see readCertificate), and when
-// none of the certificates is an authority's.
+// Refuses the whole text when there is no certificate, when it is longer (as it
+// came, or as PEM) or has more of them than the limits above, when something under
+// a BEGIN line is not the base64 form of exactly one X.509 certificate (see
+// readCertificate), and when none of the certificates is an authority's.
 [[nodiscard]] Certificates readCertificates(std::string_view text);
 
 }  // namespace vpnd

@@ -212,6 +212,29 @@ TEST(PemTest, ATextBeyondTheCapIsNotLookedAt)
     EXPECT_EQ(refusal(padding + "\n" + ca().pem), "longer than 65536 bytes");
 }
 
+TEST(PemTest, WhatIsAcceptedIsAcceptedAgainAsItWasWritten)
+{
+    // Bare base64 just below the cap grows beyond it by the lines that are written.
+    int accepted = 0;
+    int refused = 0;
+    for (std::size_t issuerBytes = 47500; issuerBytes < 48500; issuerBytes += 100) {
+        Recipe recipe;
+        recipe.issuer = std::string(issuerBytes, 'x');
+        const std::string text = base64(certificate(recipe));
+        ASSERT_LE(text.size(), kMaxCertificateTextBytes);
+        const std::string written = normalized(text);
+        if (written == "refused") {
+            EXPECT_EQ(refusal(text), "longer than 65536 bytes");
+            ++refused;
+        } else {
+            EXPECT_TRUE(normalized(written) == written) << issuerBytes;
+            ++accepted;
+        }
+    }
+    EXPECT_GT(accepted, 0);
+    EXPECT_GT(refused, 0);
+}
+
 TEST(PemTest, MoreCertificatesThanTheCapAreRefused)
 {
     std::string text;
