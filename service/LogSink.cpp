@@ -105,11 +105,11 @@ void LogSink::log(const spdlog::details::log_msg& message)
 void LogSink::print(std::string_view lines)
 {
     const std::lock_guard lock(m_queue->mutex);
-    if (m_queue->dropped != 0 || lines.size() > kMostBytes - m_queue->waiting.size()) {
+    if (m_queue->dropped == 0 && lines.size() <= kMostBytes - m_queue->waiting.size()) {
+        m_queue->waiting += lines;
+    } else {
         ++m_queue->dropped;
-        return;
     }
-    m_queue->waiting += lines;
     m_queue->changed.notify_one();
 }
 

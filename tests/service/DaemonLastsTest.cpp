@@ -175,7 +175,7 @@ TEST(DaemonLastsTest, WithFewDescriptorsNewClientsAreClosedAndTheOthersGoOn)
     EXPECT_LT(clients.size(), 100u);
     for (LoopbackClient& client : clients) ASSERT_TRUE(works(daemon, client));
     daemon.process.signal(SIGTERM);
-    EXPECT_EQ(daemon.process.exitCode(), 0);
+    EXPECT_EQ(daemon.process.exitCode(), 0) << daemon.process.err();
     EXPECT_NE(daemon.process.err().find("less than 1024 clients find room: no more than 100 open "
                                         "files are allowed"),
               std::string::npos)

@@ -32,7 +32,7 @@ public:
         ::close(m_fillers.back());
         m_fillers.pop_back();
     }
-    // Not even one that is given up can be used again.
+    // Not even one that is given up can be used again, until the end of this.
     static void none()
     {
         rlimit limit{};

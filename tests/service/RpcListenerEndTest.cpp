@@ -144,10 +144,13 @@ TEST_F(RpcListenerEndTest, AStopWhileAcceptingIsDelayedIsForGood)
         LoopbackClient client = ListenerFixture::served();
         LoopbackClient late;
         {
+            const std::uint16_t where = port();
+            vpnd::EventLoop& here = loop();
             const FewDescriptors few;
             FewDescriptors::none();
-            late.connect(port());
-            someTurns();
+            late.connect(where);
+            here.turn(1000);
+            EXPECT_FALSE(here.turn(0));
             ASSERT_FALSE(late.closed());
         }
         // The time for the next try has come, and it would succeed.
