@@ -1,5 +1,7 @@
 #include "service/EventLoop.h"
 
+#include "service/SystemError.h"
+
 #include <sys/epoll.h>
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "common/Descriptor.h"
 #include "service/Clock.h"
-#include "service/Descriptor.h"
 
 #include <cstdint>
 #include <functional>
@@ -10,6 +10,8 @@
 
 namespace vpnd
 {
+
+using common::Descriptor;
 
 class Timer;
 class Watch;

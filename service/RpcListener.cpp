@@ -1,5 +1,7 @@
 #include "service/RpcListener.h"
 
+#include "service/SystemError.h"
+
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/epoll.h>

@@ -1,5 +1,7 @@
 #include "service/Signals.h"
 
+#include "service/SystemError.h"
+
 #include <sys/epoll.h>
 #include <sys/signalfd.h>
 #include <unistd.h>

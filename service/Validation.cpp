@@ -1,5 +1,7 @@
 #include "service/Validation.h"
 
+#include "common/Utf8.h"
+
 #include <arpa/inet.h>
 #include <openssl/crypto.h>
 
@@ -54,33 +56,6 @@ bool isHostName(std::string_view text)
     }
 }
 
-// Cuts the first character off a text in UTF-8 that is not empty. 0, which is a
-// control character, when the text does not begin with one.
-std::uint32_t takeCharacter(std::string_view& text)
-{
-    const auto at = [text](std::size_t i) {
-        return std::uint32_t{static_cast<unsigned char>(text[i])};
-    };
-    std::uint32_t value = at(0);
-    std::size_t bytes = 1;
-    if (value >= 0x80) {
-        bytes = value >= 0xf0 ? 4 : value >= 0xe0 ? 3 : 2;
-        if (value < 0xc2 || value > 0xf4 || text.size() < bytes) return 0;
-        value &= 0x7fU >> bytes;
-        for (std::size_t i = 1; i < bytes; ++i) {
-            if ((at(i) & 0xc0U) != 0x80U) return 0;
-            value = value << 6 | (at(i) & 0x3fU);
-        }
-        // Longer than need be, half of a pair, or beyond the last character.
-        constexpr std::uint32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
-        if (value < kLeast[bytes] || (value >= 0xd800 && value <= 0xdfff) || value > 0x10ffff) {
-            return 0;
-        }
-    }
-    text.remove_prefix(bytes);
-    return value;
-}
-
 }  // namespace
 
 bool isServerAddress(std::string_view text)
@@ -113,9 +88,12 @@ bool isDeviceName(std::string_view text)
 {
     if (text.empty() || text.size() > kMaxDeviceNameBytes) return false;
     while (!text.empty()) {
-        const std::uint32_t c = takeCharacter(text);
-        if (c < 0x20 || (c >= 0x7f && c <= 0x9f) || c == '"' || c == '\'' || c == '\\')
+        const common::Utf8Character character = common::firstCharacter(text);
+        const std::uint32_t c = character.value;
+        if (!character.valid || c < 0x20 || (c >= 0x7f && c <= 0x9f) || c == '"' || c == '\'' ||
+            c == '\\')
             return false;
+        text.remove_prefix(character.bytes);
     }
     return true;
 }
