@@ -23,8 +23,9 @@ namespace
 {
 
 constexpr int kExitUsage = 2;  // wrong options, or nothing to listen at
-// What all clients and everything else need; the systemd unit allows as many.
-constexpr rlim_t kDescriptors = vpnd::RpcListener::kMaxClients + 64;
+// Descriptors; the systemd unit allows the sum.
+constexpr rlim_t kClients = vpnd::RpcListener::kMaxClients;
+constexpr rlim_t kOtherDescriptors = 64;
 // For the last lines of the log, where they are read slowly.
 constexpr std::chrono::milliseconds kLogEnd{500};
 
@@ -90,17 +91,25 @@ void describe(CLI::App& app, Options& options)
         "Exit code 0: ended by a signal; 2: wrong options, or it cannot listen.");
 }
 
-// The soft limit is often 1024, the hard one far above.
-void allowDescriptors()
+// For how many clients there are descriptors, and enough of them for all else. The soft
+// limit is often 1024, the hard one far above.
+std::size_t placesForClients()
 {
     rlimit limit{};
     ::getrlimit(RLIMIT_NOFILE, &limit);
-    if (limit.rlim_cur >= kDescriptors) return;
-    limit.rlim_cur = std::min(limit.rlim_max, kDescriptors);
-    if (::setrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur < kDescriptors) {
-        spdlog::warn("less than {} clients find room: no more than {} open files are allowed",
-                     vpnd::RpcListener::kMaxClients, limit.rlim_cur);
+    if (limit.rlim_cur < kClients + kOtherDescriptors) {
+        limit.rlim_cur = std::min(limit.rlim_max, kClients + kOtherDescriptors);
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+        ::getrlimit(RLIMIT_NOFILE, &limit);
     }
+    const rlim_t half = limit.rlim_cur / 2;
+    const rlim_t places =
+        std::max(half, limit.rlim_cur - std::min(limit.rlim_cur, kOtherDescriptors));
+    if (places < kClients) {
+        spdlog::warn("room for {} clients instead of {}: only {} open files are allowed", places,
+                     kClients, limit.rlim_cur);
+    }
+    return std::min(places, kClients);
 }
 
 // Whoever started this may read it, or never read.
@@ -126,12 +135,11 @@ void run(const Options& options)
         if (number != SIGHUP) return loop.stop();
         log.info("SIGHUP", "there is nothing to read again");
     });
-    allowDescriptors();
     vpnd::MemoryStore store;
     vpnd::SimulatedTunnel tunnel(&steadyNowMs);
     vpnd::VpnService service(settings, store, tunnel, &steadyNowMs, log);
     const vpnd::Endpoint where = *vpnd::Endpoint::parse(options.listen);
-    const vpnd::RpcListener listener(loop, where, service, log);
+    const vpnd::RpcListener listener(loop, where, service, log, placesForClients());
 
     if (!where.isLoopback()) {
         spdlog::warn(

@@ -158,6 +158,20 @@ TEST_F(ServerSessionTest, AResultThatOutgrowsAFrameBecomesAnError)
     EXPECT_EQ(takeOutput(), reply(7, "x"));
 }
 
+TEST_F(ServerSessionTest, ItIsIdleWhileNothingIsUnderWay)
+{
+    EXPECT_TRUE(session.isIdle());
+    const Bytes one = request(1, "echo", "a");
+    EXPECT_TRUE(receive({one[0]}));
+    EXPECT_FALSE(session.isIdle()) << "half a request";
+    EXPECT_TRUE(receive(Bytes(one.begin() + 1, one.end())));
+    EXPECT_FALSE(session.isIdle()) << "a reply";
+    session.sent();
+    EXPECT_TRUE(session.isIdle());
+    EXPECT_FALSE(receive({0, 0, 0, 0}));
+    EXPECT_FALSE(session.isIdle()) << "given up";
+}
+
 TEST_F(ServerSessionTest, AMalformedStreamIsGivenUpForGood)
 {
     EXPECT_FALSE(receive({0, 0, 0, 0}));
