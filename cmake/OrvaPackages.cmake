@@ -44,6 +44,9 @@ if(TARGET orva-vpnd)
 endif()
 if(TARGET orva-panel)
     install(TARGETS orva-panel RUNTIME DESTINATION bin COMPONENT panel)
+    # Where the panel program looks for the driver when nobody names one.
+    target_compile_definitions(panel_commands PRIVATE
+        ORVA_INSTALLED_DRIVER="${prefix}/${ORVA_DRIVER_DESTINATION}/libdevicevpn.so")
     file(GLOB examples CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/examples/*)
     foreach(example ${examples})
         # The build's library becomes the installed one.

@@ -5,6 +5,7 @@
 #include "panel/commands/OptionChecks.h"
 #include "panel/runtime/DisplayText.h"
 #include "panel/view/Complaint.h"
+#include "panel/view/JsonLines.h"
 #include "panel/view/Output.h"
 
 #include <CLI/CLI.hpp>
@@ -24,6 +25,7 @@ struct CheckCommandOptions {
     std::string file;
     std::string stringAbi;
     bool noDryCycle = false;
+    bool json = false;
 };
 
 const char* gradeText(Grade grade)
@@ -57,8 +59,12 @@ int check(CheckCommandOptions options)
     }
     const std::vector<Finding> findings = checkLibrary(options.file, options.check);
     Output output(Output::DriverText::kMixedIn);
-    output.write(displayText(std::string_view(options.file)) + "\n");
-    for (const Finding& finding : findings) output.write(findingText(finding));
+    if (!options.json) output.write(displayText(std::string_view(options.file)) + "\n");
+    for (const Finding& finding : findings) {
+        output.write(options.json ? findingJson(options.file, gradeText(finding.grade),
+                                                finding.subject, finding.text)
+                                  : findingText(finding));
+    }
 
     const auto wrong = std::find_if(findings.begin(), findings.end(), [](const Finding& finding) {
         return finding.grade == Grade::kWrong;
@@ -95,6 +101,7 @@ void addCheckCommand(CLI::App& app, int& exitCode)
                      "The program that will load it: does it export what the library asks for?")
         ->type_name("PROGRAM")
         ->check(notEmpty("the runtime's program"));
+    command->add_flag("--json", options->json, "One JSON object for each finding");
     command->add_flag("--no-dry-cycle", options->noDryCycle, "Do not load the library");
     command->footer(
         "ok: as it should be; note: for information; warning: loads, but is not as a driver should "

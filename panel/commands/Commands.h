@@ -17,5 +17,7 @@ void addSendCommand(CLI::App& app, int& exitCode);
 void addWriteCommand(CLI::App& app, int& exitCode);
 void addRunCommand(CLI::App& app, int& exitCode);
 void addCheckCommand(CLI::App& app, int& exitCode);
+void addCommandsCommand(CLI::App& app, int& exitCode);
+void addChannelsCommand(CLI::App& app, int& exitCode);
 
 }  // namespace panel

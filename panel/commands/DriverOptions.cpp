@@ -4,17 +4,24 @@
 #include "panel/commands/OptionChecks.h"
 #include "panel/runtime/DeviceSession.h"
 #include "panel/runtime/FileBytes.h"
+#include "panel/runtime/PanelError.h"
 #include "panel/view/CodeNames.h"
 #include "panel/view/Complaint.h"
 
+#include <unistd.h>
 #include <CLI/CLI.hpp>
+#include <cstdlib>
 
 namespace panel
 {
 
 void DriverOptions::addTo(CLI::App& command)
 {
-    command.add_option("--driver", file, "The driver library")->required()->type_name("LIB");
+    command
+        .add_option("--driver", file,
+                    "The driver library; else that of ORVA_DRIVER, else the installed one")
+        ->type_name("LIB")
+        ->check(notEmpty("the name of a library"));
     command.add_option("--device", device, "Name of the device, \"VPN\" unless given")
         ->type_name("NAME");
     CLI::Option* highest =
@@ -31,6 +38,22 @@ void DriverOptions::addTo(CLI::App& command)
     none->excludes(blob);
     command.add_flag("--json", json, "One JSON object a line");
     command.add_flag("--show-secrets", showSecrets, "Show passwords instead of ********");
+}
+
+std::string DriverOptions::library() const
+{
+    return chooseDriver(file, std::getenv("ORVA_DRIVER"), ORVA_INSTALLED_DRIVER);
+}
+
+std::string chooseDriver(const std::string& option, const char* environment,
+                         const std::string& installed)
+{
+    if (!option.empty()) return option;
+    if (environment != nullptr && *environment != '\0') return environment;
+    if (::access(installed.c_str(), F_OK) == 0) return installed;
+    throw PanelError(
+        "no driver: --driver or ORVA_DRIVER must name one, or it must be installed as " +
+        installed);
 }
 
 std::vector<unsigned char> DriverOptions::configBlob() const

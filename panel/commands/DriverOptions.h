@@ -28,10 +28,18 @@ struct DriverOptions {
     // Adds the options to a command; this record must outlive its parsing.
     void addTo(CLI::App& command);
 
+    // The driver to load: that of --driver, of the environment's ORVA_DRIVER, or the
+    // installed one. Raises PanelError when there is none of them.
+    std::string library() const;
+
     // The stored configuration they stand for, empty for none. Raises PanelError
     // when the file can not be read.
     std::vector<unsigned char> configBlob() const;
 };
+
+// The first of the three that is not empty; installed counts when the file is there.
+std::string chooseDriver(const std::string& option, const char* environment,
+                         const std::string& installed);
 
 // Initialises the device. False, with a line on standard error, when the driver refuses.
 [[nodiscard]] bool initOrComplain(DeviceSession& session, const std::vector<unsigned char>& blob);

@@ -2,6 +2,7 @@
 #include "panel/commands/Commands.h"
 #include "panel/commands/ExitCodes.h"
 #include "panel/commands/OptionChecks.h"
+#include "panel/commands/ProjectReview.h"
 #include "panel/project/ProjectFile.h"
 #include "panel/project/ProjectRunner.h"
 #include "panel/runtime/PanelError.h"
@@ -24,6 +25,7 @@ struct RunOptions {
     std::string project;
     std::string driver;
     int durationMs = 0;
+    bool check = false;
     bool json = false;
     bool showSecrets = false;
 };
@@ -37,7 +39,8 @@ std::vector<std::unique_ptr<DriverLibrary>> loadLibraries(const Project& project
         try {
             libraries.push_back(loadDriver(device.driver));
         } catch (const PanelError& error) {
-            throw PanelError(device.driverKey + error.what());
+            throw PanelError((device.driverKey.empty() ? "" : device.driverKey + ": ") +
+                             error.what());
         }
     }
     return libraries;
@@ -63,6 +66,12 @@ int run(const RunOptions& options)
         // The project was checked: no two have the same name.
         static_cast<void>(variables.define(variable.name, variable.value));
     }
+    if (options.check) {
+        const std::vector<ProjectRemark> remarks =
+            reviewProject(project, variables, options.showSecrets);
+        Output(Output::DriverText::kMixedIn).write(remarksText(remarks, options.json));
+        return wouldBeRefused(remarks) ? kExitDriverCode : kExitDone;
+    }
     const std::vector<std::unique_ptr<DriverLibrary>> libraries = loadLibraries(project);
     const StopSignal stop;
     Output output(options.json ? Output::DriverText::kToStderr : Output::DriverText::kMixedIn);
@@ -87,12 +96,15 @@ void addRunCommand(CLI::App& app, int& exitCode)
                      "End after this time, whatever the file says")
         ->type_name("MS")
         ->check(wholeNumber(1, kMaxDurationMs));
+    command->add_flag("--check", options->check,
+                      "Run nothing: say what would be refused, and what may not be meant");
     command->add_flag("--json", options->json, "One JSON object a line");
     command->add_flag("--show-secrets", options->showSecrets, "Show passwords instead of ********");
     command->footer(
         "Ctrl-C ends the devices after the calls that are running, a second Ctrl-C at once.\n"
         "The exit code is 1 when a driver answered a command, a write or its configuration with\n"
-        "another code than 0; the codes of its cycles are the state of the VPN and do not count.");
+        "another code than 0; the codes of its cycles are the state of the VPN and do not count.\n"
+        "With --check it is 1 when something would be refused.");
     command->callback([options, &exitCode] { exitCode = run(*options); });
 }
 

@@ -7,10 +7,12 @@
 #include "panel/runtime/DisplayText.h"
 #include "panel/runtime/PanelError.h"
 #include "panel/view/CodeNames.h"
+#include "panel/view/Explain.h"
 #include "panel/view/JsonLines.h"
 #include "panel/view/Output.h"
 #include "panel/view/Secrets.h"
 #include "panel/view/TextLines.h"
+#include "panel/view/TimeStamp.h"
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -46,22 +48,26 @@ int send(const SendOptions& options)
 
     Output output(options.driver.json ? Output::DriverText::kToStderr
                                       : Output::DriverText::kMixedIn);
-    const std::unique_ptr<DriverLibrary> library = loadDriver(options.driver.file);
+    const std::unique_ptr<DriverLibrary> library = loadDriver(options.driver.library());
     DeviceSession session(*library, options.driver.device, variables);
     if (!initOrComplain(session, blob)) return kExitDriverCode;
 
     int exitCode = kExitDone;
     for (const std::string& command : options.commands) {
+        const bool secrets = options.driver.showSecrets;
+        const Explanation read = readCommand(command, variables, {secrets});
         CallResult result = session.command(command);
         std::string shown = command;
-        if (!options.driver.showSecrets) {
+        if (!secrets) {
             shown = maskCommand(command, variables);
             maskWritten(command, result);
         }
+        const Explanation explanation = explainCommand(command, result, read, variables);
         output.write(options.driver.json
-                         ? commandJson(shown, result)
-                         : callText(displayText(std::string_view(shown)),
-                                    codeWithMeaning(CodeOf::kCommand, result.code), result));
+                         ? commandJson(shown, result, explanation)
+                         : stamped(callText(displayText(std::string_view(shown)),
+                                            codeWithMeaning(CodeOf::kCommand, result.code), result,
+                                            explanation)));
         if (result.code != kResultOk) exitCode = kExitDriverCode;
     }
     session.close();
@@ -91,6 +97,9 @@ void addSendCommand(CLI::App& app, int& exitCode)
         ->required();
     command->allow_extras();
     command->footer(
+        "orva-panel commands lists them. Where the code is not 0 a line tells the cause; a text "
+        "that\n"
+        "names no variable is noted.\n"
         "The exit code is 1 when the driver answered a command with another code than 0.");
     command->callback([command, options, &exitCode] {
         options->commands = {options->firstCommand};

@@ -3,12 +3,15 @@
 #include "panel/commands/Commands.h"
 #include "panel/commands/DriverOptions.h"
 #include "panel/commands/ExitCodes.h"
-#include "panel/commands/OptionChecks.h"
 #include "panel/runtime/DeviceSession.h"
+#include "panel/runtime/NearestWord.h"
+#include "panel/runtime/PanelError.h"
 #include "panel/view/CodeNames.h"
+#include "panel/view/Explain.h"
 #include "panel/view/JsonLines.h"
 #include "panel/view/Output.h"
 #include "panel/view/TextLines.h"
+#include "panel/view/TimeStamp.h"
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -21,30 +24,47 @@ namespace
 
 struct WriteOptions {
     DriverOptions driver;
-    int channel = 0;
+    std::string channel;
     std::string type;
     std::string value;
 };
 
+// What was given is not quoted: with the arguments in the wrong order it is a password.
+int channelOf(const std::string& text)
+{
+    if (const ChannelInfo* channel = findChannel(text)) return channel->number;
+    std::vector<std::string> names;
+    for (const ChannelInfo& channel : kChannels) {
+        names.emplace_back(channel.name);
+        names.emplace_back(channel.projectName);
+    }
+    const std::string nearest = nearestWord(text, names);
+    throw PanelError("no channel has that number or name" +
+                     (nearest.empty() ? "" : "; the nearest is '" + nearest + "'") +
+                     "; orva-panel channels lists them");
+}
+
 int write(const WriteOptions& options)
 {
+    const int channel = channelOf(options.channel);
     const Value value = parseValue(options.type, options.value);
     const std::vector<unsigned char> blob = options.driver.configBlob();
 
     Output output(options.driver.json ? Output::DriverText::kToStderr
                                       : Output::DriverText::kMixedIn);
-    const std::unique_ptr<DriverLibrary> library = loadDriver(options.driver.file);
+    const std::unique_ptr<DriverLibrary> library = loadDriver(options.driver.library());
     VariableStore variables;
     DeviceSession session(*library, options.driver.device, variables);
     if (!initOrComplain(session, blob)) return kExitDriverCode;
 
-    const CallResult result = session.write(options.channel, value);
-    if (options.driver.json) {
-        output.write(writeJson(options.channel, result));
-    } else {
-        output.write(callText(writeText(options.channel, value, options.driver.showSecrets),
-                              codeWithMeaning(CodeOf::kWrite, result.code), result));
-    }
+    const CallResult result = session.write(channel, value);
+    const bool secrets = options.driver.showSecrets;
+    const Explanation explanation = explainWrite(channel, value, result);
+    output.write(
+        options.driver.json
+            ? writeJson(channel, value, secrets, result, explanation)
+            : stamped(callText(writeText(channel, value, secrets),
+                               codeWithMeaning(CodeOf::kWrite, result.code), result, explanation)));
     session.close();
     return result.code == kResultOk ? kExitDone : kExitDriverCode;
 }
@@ -58,9 +78,10 @@ void addWriteCommand(CLI::App& app, int& exitCode)
     // A value such as -hunter must not be taken for -h.
     command->set_help_flag("--help", "Print this help message and exit");
     options->driver.addTo(*command);
-    command->add_option("channel", options->channel, "The channel, from 1 to 10")
-        ->required()
-        ->check(wholeNumber(1, kChannelCount));
+    command
+        ->add_option("channel", options->channel,
+                     "The channel, from 1 to 10 or by its name, for example \"VPN user name\"")
+        ->required();
     command->add_option("type", options->type, "int, double or string")->required();
     command
         ->add_option("value", options->value,

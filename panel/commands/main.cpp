@@ -44,10 +44,11 @@ int main(int argc, char** argv)
     app.require_subcommand(1);
     app.footer(
         "Exit codes:\n"
-        "0: done\n"
+        "0: done; of poll --until: the state has come\n"
         "1: a command, write or configuration was answered with another code than 0\n"
         "   (cycles do not count)\n"
-        "2: wrong use, a library or file that can not be loaded, or a driver that throws");
+        "2: wrong use, a library or file that can not be loaded, or a driver that throws\n"
+        "3, 4: of poll --until, see there");
     app.set_version_flag("--version", "orva-panel " ORVA_VERSION);
     int exitCode = panel::kExitDone;
     panel::addPollCommand(app, exitCode);
@@ -56,6 +57,8 @@ int main(int argc, char** argv)
     panel::addRunCommand(app, exitCode);
     panel::addBlobCommand(app, exitCode);
     panel::addCheckCommand(app, exitCode);
+    panel::addCommandsCommand(app, exitCode);
+    panel::addChannelsCommand(app, exitCode);
     const auto isCommand = [&app](const std::string& word) {
         const auto all = app.get_subcommands([](const CLI::App*) { return true; });
         return std::any_of(all.begin(), all.end(),

@@ -140,6 +140,7 @@ void DeviceRunner::carryOut(DeviceSession& session, const ProjectAction& action)
 {
     int code = kResultOk;
     if (const auto* command = std::get_if<CommandAction>(&action.what)) {
+        m_events.beforeCommand(m_device.name, command->text);
         CallResult result = session.command(command->text);
         code = result.code;
         m_events.command(m_device.name, command->text, std::move(result));

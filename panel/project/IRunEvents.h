@@ -17,6 +17,8 @@ public:
     // before is the device's cycle before this one; null for its first.
     virtual void cycle(const std::string& device, const CycleResult& result,
                        const CycleResult* before) = 0;
+    // A command is about to be sent; command() with its outcome follows.
+    virtual void beforeCommand(const std::string& device, const std::string& text) = 0;
     virtual void command(const std::string& device, const std::string& text, CallResult result) = 0;
     virtual void write(const std::string& device, int channel, const Value& value,
                        const CallResult& result) = 0;

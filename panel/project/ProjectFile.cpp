@@ -74,7 +74,7 @@ private:
         }
         if (findDevice(device.name)) table.fail("name", "a name that no other device has");
         device.driver = table.path("driver");
-        device.driverKey = table.where("driver") + ": ";
+        device.driverKey = table.where("driver");
         device.periodMs = table.number("period_ms", kMinPeriodMs, kMaxTimeMs, kDefaultPeriodMs);
         device.blob = configuration(table);
         device.channels = channels(table);
@@ -144,6 +144,7 @@ private:
         if (action.times > 0 && action.everyMs == 0) table.fail("times", "every_ms besides it");
 
         const std::string_view what = table.exactlyOne({"command", "write", "set"});
+        action.where = table.where(what);
         if (what == "command") action.what = CommandAction{table.text("command")};
         if (what == "write") action.what = channelWrite(table);
         if (what == "set") {
@@ -156,8 +157,17 @@ private:
     static WriteAction channelWrite(const ProjectTable& table)
     {
         const ProjectTable write = table.inlineTable("write", {"channel", "type", "value"});
-        return {write.number("channel", 1, kChannelCount),
-                write.value("value", write.type("type"))};
+        return {channelNumber(write), write.value("value", write.type("type"))};
+    }
+
+    static int channelNumber(const ProjectTable& table)
+    {
+        if (!table.isText("channel")) return table.number("channel", 1, kChannelCount);
+        const ChannelInfo* channel = findChannel(table.text("channel"));
+        if (channel == nullptr) {
+            table.fail("channel", "a whole number from 1 to 10 or the name of a channel");
+        }
+        return channel->number;
     }
 
     NamedValue variableAndValue(const ProjectTable& table, std::string_view valueKey) const

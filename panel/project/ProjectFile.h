@@ -15,7 +15,7 @@ namespace panel
 struct ProjectDevice {
     std::string name;
     std::string driver;               // path of the library
-    std::string driverKey;            // where the file names it, in front of messages
+    std::string driverKey;            // where the file names it; empty: it does not
     std::vector<unsigned char> blob;  // stored configuration, empty for none
     ChannelFlags channels{};
     int periodMs = 0;
@@ -35,6 +35,7 @@ struct SetAction {
 
 // Something that a device does at a time, or each time a variable gets a value.
 struct ProjectAction {
+    std::string where;               // "FILE:LINE: key 'KEY' in action"
     std::size_t device = 0;          // index into the project's devices
     std::optional<NamedValue> when;  // instead of the times
     int atMs = 0;                    // after the start

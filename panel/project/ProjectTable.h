@@ -23,6 +23,7 @@ public:
                  std::initializer_list<std::string_view> known);
 
     bool has(std::string_view key) const { return m_table.contains(key); }
+    bool isText(std::string_view key) const { return m_table[key].is_string(); }
 
     // A text that is not empty.
     std::string text(std::string_view key) const;

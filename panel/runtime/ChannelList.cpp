@@ -4,6 +4,7 @@
 #include "panel/runtime/PanelError.h"
 #include "panel/runtime/Value.h"
 
+#include <algorithm>
 #include <charconv>
 #include <string>
 #include <system_error>
@@ -32,6 +33,21 @@ int takeNumber(std::string_view& text, std::string_view piece)
 }
 
 }  // namespace
+
+const ChannelInfo* findChannel(std::string_view text)
+{
+    int number = 0;
+    const char* end = text.data() + text.size();
+    const std::from_chars_result result = std::from_chars(text.data(), end, number);
+    if (result.ec == std::errc() && result.ptr == end) return findChannel(number);
+    std::string name(text);
+    std::replace_if(
+        name.begin(), name.end(), [](char c) { return c == '-' || c == '_'; }, ' ');
+    for (const ChannelInfo& channel : kChannels) {
+        if (sameWord(name, channel.name) || sameWord(text, channel.projectName)) return &channel;
+    }
+    return nullptr;
+}
 
 ChannelFlags allChannels()
 {

@@ -20,6 +20,14 @@ std::optional<Value> VariableStore::get(const std::string& name) const
     return found->second;
 }
 
+std::vector<std::string> VariableStore::names() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    std::vector<std::string> names;
+    for (const auto& [name, value] : m_values) names.push_back(name);
+    return names;
+}
+
 bool VariableStore::set(const std::string& name, Value value)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);

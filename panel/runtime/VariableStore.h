@@ -33,6 +33,9 @@ public:
     // A copy of the value; nothing when the name is unknown.
     std::optional<Value> get(const std::string& name) const;
 
+    // All of them, in the order of the alphabet.
+    std::vector<std::string> names() const;
+
     // False when the name is unknown or the variable has another type.
     [[nodiscard]] bool set(const std::string& name, Value value);
 

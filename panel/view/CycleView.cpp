@@ -3,6 +3,7 @@
 #include "panel/view/Columns.h"
 #include "panel/view/JsonLines.h"
 #include "panel/view/TextLines.h"
+#include "panel/view/TimeStamp.h"
 
 #include <algorithm>
 #include <string_view>
@@ -30,7 +31,7 @@ public:
     JsonView(Output& output, bool showSecrets) : m_output(output), m_showSecrets(showSecrets) {}
     void show(const CycleResult& result) override
     {
-        m_output.write(cycleJson(result, m_showSecrets));
+        m_output.write(cycleJson(result, m_showSecrets, explainCycle(result)));
     }
 
 private:
@@ -44,7 +45,7 @@ public:
     LineView(Output& output, bool showSecrets) : m_output(output), m_showSecrets(showSecrets) {}
     void show(const CycleResult& result) override
     {
-        m_output.write(cycleText(result, m_showSecrets));
+        m_output.write(stamped(cycleText(result, m_showSecrets, explainCycle(result))));
     }
 
 private:
@@ -66,7 +67,8 @@ public:
     TableView(Output& output, bool showSecrets) : m_output(output), m_showSecrets(showSecrets) {}
     void show(const CycleResult& result) override
     {
-        std::string table = cycleText(result, m_showSecrets) + driverLines();
+        std::string table = clockTime() + " " +
+                            cycleText(result, m_showSecrets, explainCycle(result)) + driverLines();
         const auto lines = std::count(table.begin(), table.end(), '\n');
         const Output::Window window = m_output.window();
         if (window.rows > 0 && lines >= static_cast<std::ptrdiff_t>(window.rows)) {
@@ -83,6 +85,8 @@ public:
         m_output.write(screen);
         m_lines = lines;
     }
+
+    void startAnew() override { m_lines = 0; }
 
 private:
     // The driver's own text below the table, each line marked.

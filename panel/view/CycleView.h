@@ -14,6 +14,8 @@ class ICycleView
 public:
     virtual ~ICycleView() = default;
     virtual void show(const CycleResult& result) = 0;
+    // Something else has been written meanwhile: what is on the screen stays there.
+    virtual void startAnew() {}
 };
 
 // How cycles are shown: one JSON object a line, a table that is redrawn in

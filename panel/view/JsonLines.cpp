@@ -3,6 +3,7 @@
 #include "common/Utf8.h"
 #include "panel/runtime/DisplayText.h"
 #include "panel/view/CodeNames.h"
+#include "panel/view/TimeStamp.h"
 
 #include <array>
 #include <cmath>
@@ -20,6 +21,12 @@ using Json = nlohmann::ordered_json;
 Json jsonOf(const Value& value)
 {
     return std::visit([](const auto& typed) { return Json(typed); }, value);
+}
+
+// A value of a channel as it may be shown.
+Json shown(int channel, const Value& value, bool showSecrets)
+{
+    return findChannel(channel)->secret && !showSecrets ? Json(kMask) : jsonOf(value);
 }
 
 // Hundredths of a millisecond are as fine as such a measurement goes.
@@ -61,6 +68,12 @@ void addCall(Json& line, CodeOf call, const CallResult& result)
     for (const NamedValue& one : result.written) variables[one.name] = jsonOf(one.value);
 }
 
+void explain(Json& line, const Explanation& explanation)
+{
+    if (!explanation.causes.empty()) line["cause"] = inOneLine(explanation.causes);
+    if (!explanation.notes.empty()) line["notes"] = explanation.notes;
+}
+
 std::string finish(const Json& line)
 {
     return withoutControls(line.dump(-1, ' ', false, Json::error_handler_t::replace)) + "\n";
@@ -68,7 +81,8 @@ std::string finish(const Json& line)
 
 }  // namespace
 
-std::string cycleJson(const CycleResult& result, bool showSecrets, std::string_view device)
+std::string cycleJson(const CycleResult& result, bool showSecrets, const Explanation& explanation,
+                      std::string_view device)
 {
     Json line = begin(device);
     line["cycle"] = result.cycle;
@@ -76,25 +90,58 @@ std::string cycleJson(const CycleResult& result, bool showSecrets, std::string_v
     line["ms"] = rounded(result.ms);
     Json& channels = line["channels"] = Json::object();
     for (const auto& [number, value] : result.channels) {
-        const bool masked = findChannel(number)->secret && !showSecrets;
-        channels[std::to_string(number)] = masked ? Json(kMask) : jsonOf(value);
+        channels[std::to_string(number)] = shown(number, value, showSecrets);
     }
+    line["time"] = universalTime();
+    line["meaning"] = meaningOf(CodeOf::kCollect, result.code);
+    explain(line, explanation);
     return finish(line);
 }
 
-std::string commandJson(std::string_view command, const CallResult& result, std::string_view device)
+std::string commandJson(std::string_view command, const CallResult& result,
+                        const Explanation& explanation, std::string_view device)
 {
     Json line = begin(device);
     line["command"] = command;
     addCall(line, CodeOf::kCommand, result);
+    line["time"] = universalTime();
+    explain(line, explanation);
     return finish(line);
 }
 
-std::string writeJson(int channel, const CallResult& result, std::string_view device)
+std::string writeJson(int channel, const Value& value, bool showSecrets, const CallResult& result,
+                      const Explanation& explanation, std::string_view device)
 {
     Json line = begin(device);
     line["write"] = channel;
     addCall(line, CodeOf::kWrite, result);
+    line["time"] = universalTime();
+    line["value"] = shown(channel, value, showSecrets);
+    explain(line, explanation);
+    return finish(line);
+}
+
+std::string remarkJson(std::string_view where, std::string_view what,
+                       const Explanation& explanation)
+{
+    Json line = Json::object();
+    line["check"] = where;
+    line["what"] = what;
+    line["refused"] = !explanation.causes.empty();
+    line["time"] = universalTime();
+    explain(line, explanation);
+    return finish(line);
+}
+
+std::string findingJson(std::string_view library, std::string_view grade, std::string_view subject,
+                        std::string_view text)
+{
+    Json line = Json::object();
+    line["library"] = library;
+    line["grade"] = grade;
+    line["subject"] = subject;
+    line["text"] = text;
+    line["time"] = universalTime();
     return finish(line);
 }
 
@@ -103,6 +150,7 @@ std::string setJson(const NamedValue& variable, std::string_view device)
     Json line = begin(device);
     line["set"] = variable.name;
     line["value"] = jsonOf(variable.value);
+    line["time"] = universalTime();
     return finish(line);
 }
 
@@ -111,6 +159,7 @@ std::string watchdogJson(std::string_view device, bool silent, long long ms)
     Json line = begin(device);
     line["watchdog"] = silent ? "silent" : "back";
     line["ms"] = ms;
+    line["time"] = universalTime();
     return finish(line);
 }
 

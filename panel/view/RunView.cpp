@@ -6,6 +6,9 @@
 #include "panel/view/JsonLines.h"
 #include "panel/view/Secrets.h"
 #include "panel/view/TextLines.h"
+#include "panel/view/TimeStamp.h"
+
+#include <utility>
 
 namespace panel
 {
@@ -29,7 +32,7 @@ RunView::RunView(Output& output, const VariableStore& variables, const Project& 
 void RunView::cycle(const std::string& device, const CycleResult& result, const CycleResult* before)
 {
     if (m_json) {
-        print(cycleJson(result, m_showSecrets, device));
+        print(cycleJson(result, m_showSecrets, explainCycle(result), device));
         return;
     }
     CycleResult changed = result;
@@ -44,11 +47,25 @@ void RunView::cycle(const std::string& device, const CycleResult& result, const 
             return;
         }
     }
-    std::string text = device + ": " + cycleHead(result) + "\n";
+    std::string text =
+        device + ": " + cycleHead(result) + "\n" + explanationText(explainCycle(result));
     for (const auto& [number, value] : changed.channels) {
         text += channelText(number, value, m_showSecrets);
     }
     print(text);
+}
+
+void RunView::beforeCommand(const std::string& device, const std::string& text)
+{
+    Explanation read = readCommand(text, m_variables, {m_showSecrets});
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_read[device] = std::move(read);
+}
+
+Explanation RunView::takeRead(const std::string& device)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return std::exchange(m_read[device], {});
 }
 
 void RunView::command(const std::string& device, const std::string& text, CallResult result)
@@ -61,17 +78,19 @@ void RunView::command(const std::string& device, const std::string& text, CallRe
             if (m_secretNames.count(one.name) != 0) one.value = std::string(kMask);
         }
     }
-    print(m_json ? commandJson(shown, result, device)
+    const Explanation explanation = explainCommand(text, result, takeRead(device), m_variables);
+    print(m_json ? commandJson(shown, result, explanation, device)
                  : callText(device + ": " + displayText(std::string_view(shown)),
-                            codeWithMeaning(CodeOf::kCommand, result.code), result));
+                            codeWithMeaning(CodeOf::kCommand, result.code), result, explanation));
 }
 
 void RunView::write(const std::string& device, int channel, const Value& value,
                     const CallResult& result)
 {
-    print(m_json ? writeJson(channel, result, device)
+    const Explanation explanation = explainWrite(channel, value, result);
+    print(m_json ? writeJson(channel, value, m_showSecrets, result, explanation, device)
                  : callText(device + ": " + writeText(channel, value, m_showSecrets),
-                            codeWithMeaning(CodeOf::kWrite, result.code), result));
+                            codeWithMeaning(CodeOf::kWrite, result.code), result, explanation));
 }
 
 void RunView::set(const std::string& device, const NamedValue& variable)
@@ -100,7 +119,7 @@ void RunView::refused(const std::string& device, int status)
 void RunView::print(const std::string& text)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_output.write(text);
+    m_output.write(m_json ? text : stamped(text));
 }
 
 }  // namespace panel

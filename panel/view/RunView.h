@@ -3,8 +3,10 @@
 #include "panel/project/IRunEvents.h"
 #include "panel/project/ProjectFile.h"
 #include "panel/runtime/VariableStore.h"
+#include "panel/view/Explain.h"
 #include "panel/view/Output.h"
 
+#include <map>
 #include <mutex>
 #include <set>
 #include <string>
@@ -24,6 +26,7 @@ public:
     // A cycle. As text only what differs from the cycle before it; nothing when nothing does.
     void cycle(const std::string& device, const CycleResult& result,
                const CycleResult* before) override;
+    void beforeCommand(const std::string& device, const std::string& text) override;
     void command(const std::string& device, const std::string& text, CallResult result) override;
     void write(const std::string& device, int channel, const Value& value,
                const CallResult& result) override;
@@ -33,13 +36,15 @@ public:
 
 private:
     void print(const std::string& text);
+    Explanation takeRead(const std::string& device);
 
     Output& m_output;
     const VariableStore& m_variables;
     bool m_json;
     bool m_showSecrets;
-    std::set<std::string> m_secretNames;  // variables that commands with secrets name
-    std::mutex m_mutex;                   // of the output
+    std::set<std::string> m_secretNames;        // variables that commands with secrets name
+    std::map<std::string, Explanation> m_read;  // each device's command that is running
+    std::mutex m_mutex;                         // of these and the output
 };
 
 }  // namespace panel

@@ -1,8 +1,9 @@
 #include "panel/view/Secrets.h"
 
-#include <strings.h>
+#include "panel/runtime/CommandTable.h"
+#include "panel/runtime/CommandText.h"
+
 #include <algorithm>
-#include <iterator>
 #include <vector>
 
 namespace panel
@@ -13,35 +14,24 @@ namespace
 
 constexpr const char* kBlanks = " \t\r\n\v\f";
 
-std::string trimmed(const std::string& text)
+// A command whose literals are no secret. One that there is not is taken for a
+// misspelt one that carries a password.
+bool isHarmless(std::string_view word)
 {
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    if (first == text.npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+    const CommandInfo* command = findCommand(word);
+    return command != nullptr && !carriesSecret(*command);
 }
 
-bool isWord(const std::string& word, const char* name)
+bool isKnown(std::string_view word)
 {
-    return ::strcasecmp(word.c_str(), name) == 0;
+    return findCommand(word) != nullptr || sameWord(word, kWriteWord);
 }
+
+bool readsSecret(std::string_view word) { return sameWord(word, "GetVPNPasswd"); }
 
 std::string commandWord(const std::string& command)
 {
     return trimmed(command.substr(0, command.find('(')));
-}
-
-// Commands whose literals are no secret. One that is not here is taken for a
-// misspelt one that carries a password.
-constexpr const char* kHarmless[] = {"SETVPNSERVER", "SETDEVICESN", "STARTVPN", "STOPVPN",
-                                     "SETALIVETIME", "REFRESH",     "Enable",   "Online",
-                                     "Offline",      "GetVPNPasswd"};
-constexpr const char* kSecret[] = {"SetVPNPasswd", "SETVPNCA", "ORVA_WRITE"};
-
-template <std::size_t kCount>
-bool isOneOf(const std::string& word, const char* const (&names)[kCount])
-{
-    return std::any_of(std::begin(names), std::end(names),
-                       [&word](const char* name) { return isWord(word, name); });
 }
 
 std::vector<std::string> splitFields(const std::string& fields)
@@ -81,11 +71,11 @@ std::string maskCommand(const std::string& command, const VariableStore& variabl
     const bool moreWords = head.find_first_not_of(kBlanks, end) != head.npos;
     const std::string shownHead = moreWords ? head.substr(0, end) + " " + kMask : head;
     if (open == command.npos) {
-        return isOneOf(word, kHarmless) || isOneOf(word, kSecret) ? shownHead : kMask;
+        return isKnown(word) ? shownHead : kMask;
     }
 
     const std::string rest = command.substr(open + 1);
-    if (isWord(word, "ORVA_WRITE")) {
+    if (sameWord(word, kWriteWord)) {
         const std::size_t equals = rest.find('=');
         const bool channelOnly = rest.find_first_not_of("0123456789 ") == equals;
         return shownHead + "(" +
@@ -95,7 +85,7 @@ std::string maskCommand(const std::string& command, const VariableStore& variabl
     const std::size_t close = rest.find(')');
     const std::string fields = rest.substr(0, close);
     // A parenthesis among the fields may begin another command.
-    const bool harmless = isOneOf(word, kHarmless) && !moreWords && fields.find('(') == fields.npos;
+    const bool harmless = isHarmless(word) && !moreWords && fields.find('(') == fields.npos;
     const std::string shown = shownHead + "(" + (harmless ? fields : maskFields(fields, variables));
     if (close == rest.npos) return shown;
     // What follows the parenthesis may be the end of a secret that holds one.
@@ -106,7 +96,7 @@ std::string maskCommand(const std::string& command, const VariableStore& variabl
 bool namesSecret(const std::string& command, const std::string& variable)
 {
     const std::string word = commandWord(command);
-    if (isOneOf(word, kHarmless) && !isWord(word, "GetVPNPasswd")) return false;
+    if (isHarmless(word) && !readsSecret(word)) return false;
     const std::string separators = std::string(kBlanks) + ",()=";
     for (std::size_t begin = 0; begin < command.size();) {
         const std::size_t end = std::min(command.find_first_of(separators, begin), command.size());
@@ -118,7 +108,7 @@ bool namesSecret(const std::string& command, const std::string& variable)
 
 void maskWritten(const std::string& command, CallResult& result)
 {
-    if (!isWord(commandWord(command), "GetVPNPasswd")) return;
+    if (!readsSecret(commandWord(command))) return;
     for (NamedValue& one : result.written) {
         if (typeOf(one.value) == DATATYPE_STRING) one.value = std::string(kMask);
     }

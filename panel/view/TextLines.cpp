@@ -31,9 +31,17 @@ std::string cycleHead(const CycleResult& result)
            codeWithMeaning(CodeOf::kCollect, result.code) + ", " + durationText(result.ms);
 }
 
-std::string cycleText(const CycleResult& result, bool showSecrets)
+std::string explanationText(const Explanation& explanation)
 {
-    std::string text = cycleHead(result) + "\n";
+    std::string text;
+    for (const std::string& cause : explanation.causes) text += "  cause: " + cause + "\n";
+    for (const std::string& note : explanation.notes) text += "  note: " + note + "\n";
+    return text;
+}
+
+std::string cycleText(const CycleResult& result, bool showSecrets, const Explanation& explanation)
+{
+    std::string text = cycleHead(result) + "\n" + explanationText(explanation);
     for (const auto& [number, value] : result.channels) {
         text += channelText(number, value, showSecrets);
     }
@@ -50,7 +58,7 @@ std::string writeText(int number, const Value& value, bool showSecrets)
 }
 
 std::string callText(std::string_view what, std::string_view codeWithMeaning,
-                     const CallResult& result)
+                     const CallResult& result, const Explanation& explanation)
 {
     std::string text = std::string(what) + ": " + std::string(codeWithMeaning) + ", " +
                        durationText(result.ms) + "\n";
@@ -58,7 +66,7 @@ std::string callText(std::string_view what, std::string_view codeWithMeaning,
         text +=
             "  " + displayText(std::string_view(one.name)) + " = " + displayText(one.value) + "\n";
     }
-    return text;
+    return text + explanationText(explanation);
 }
 
 }  // namespace panel

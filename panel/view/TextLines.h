@@ -1,6 +1,7 @@
 #pragma once
 
 #include "panel/runtime/DeviceSession.h"
+#include "panel/view/Explain.h"
 
 #include <string>
 #include <string_view>
@@ -9,7 +10,7 @@ namespace panel
 {
 
 // Results as lines for people, each with a newline at its end.
-std::string cycleText(const CycleResult& result, bool showSecrets);
+std::string cycleText(const CycleResult& result, bool showSecrets, const Explanation& explanation);
 // "cycle 3: code 7 (VPN enabled, not connected), 0.41 ms", without a newline.
 std::string cycleHead(const CycleResult& result);
 // "  9  VPN password        ********" and a newline.
@@ -18,7 +19,9 @@ std::string channelText(int number, const Value& value, bool showSecrets);
 std::string writeText(int number, const Value& value, bool showSecrets);
 // What was done, as it may be shown, with the outcome and the variables written.
 std::string callText(std::string_view what, std::string_view codeWithMeaning,
-                     const CallResult& result);
+                     const CallResult& result, const Explanation& explanation);
+// "  cause: nobody listens at ..." and "  note: ...".
+std::string explanationText(const Explanation& explanation);
 // "0.41 ms"
 std::string durationText(double ms);
 

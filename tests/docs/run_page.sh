@@ -6,6 +6,8 @@ set -u
 page=$(realpath "$1")
 work=$(mktemp -d)
 ln -s "$(realpath "$3")" "$work/libdevicevpn.so"
+ln -s "$(dirname "$page")/../examples" "$work/examples"
+unset ORVA_DRIVER
 export PATH="$(realpath "$2"):$PATH"
 cd "$work"
 
@@ -32,7 +34,7 @@ while IFS= read -r line; do
     esac
 done < <(grep '^\$ ' said) >done
 
-without_times() { sed -E 's/[0-9]+\.[0-9]+ ms/N ms/' "$1"; }
+without_times() { sed -E 's/^[0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} /TIME /; s/[0-9]+\.[0-9]+ ms/N ms/' "$1"; }
 commands=$(grep -c '^\$ ' said)
 if [ "$commands" -eq 0 ] || ! diff -u <(without_times said) <(without_times done); then
     echo "$page: the $commands commands do not put out what the page says (-) but (+)" >&2

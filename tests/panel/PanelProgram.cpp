@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -50,6 +51,19 @@ void openTerminal(int& master, int& slave)
 }
 
 }  // namespace
+
+std::string withoutTimes(const std::string& text)
+{
+    using std::regex_replace;
+    const std::string plain =
+        regex_replace(text, std::regex("(^|\n)[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "), "$1");
+    const std::string json = regex_replace(
+        regex_replace(plain, std::regex("\"ms\":[0-9.]+"), "\"ms\":T"),
+        std::regex(
+            "\"time\":\"[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z\""),
+        "\"time\":T");
+    return regex_replace(json, std::regex("[0-9]+\\.[0-9]+ ms"), "T ms");
+}
 
 std::vector<std::string> programWords(const std::string& text)
 {
@@ -103,6 +117,7 @@ void PanelProgram::start(const std::vector<std::string>& arguments, bool termina
 
     ::setenv("ORVA_TEST_SCRIPT", m_folder.path("script").c_str(), 1);
     ::setenv("TERM", m_term.c_str(), 1);
+    ::setenv("ORVA_DRIVER", m_driver.c_str(), 1);
     ::setenv("ORVA_TEST_LOG", m_folder.path("log").c_str(), 1);
     int out[2];
     int err[2];

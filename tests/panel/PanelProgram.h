@@ -54,6 +54,8 @@ public:
     }
     // From now on it is told that this is its terminal's kind.
     void setTerm(const std::string& kind) { m_term = kind; }
+    // From now on it finds this driver in its environment.
+    void setDriver(const std::string& path) { m_driver = path; }
     // From now on its standard error is a terminal as well.
     void setErrorTerminal() { m_errorTerminal = true; }
     // From now on its standard output is a pipe of 4096 bytes that does not block.
@@ -84,6 +86,7 @@ private:
     bool m_errorTerminal = false;
     bool m_smallPipe = false;
     std::string m_term = "xterm";
+    std::string m_driver;
     unsigned short m_rows = 0;
     unsigned short m_columns = 0;
     pid_t m_child = -1;
@@ -91,6 +94,10 @@ private:
     int m_errFd = -1;
     Finished m_result;
 };
+
+// The text without time stamps at the beginnings of its lines, and with T for
+// durations and for the times in JSON.
+std::string withoutTimes(const std::string& text);
 
 // The words of a command line that stand in one text, with "|" between them.
 std::vector<std::string> programWords(const std::string& text);

@@ -1,4 +1,5 @@
 #include "host/StatusCodes.h"
+#include "panel/commands/DriverOptions.h"
 #include "panel/runtime/ChannelList.h"
 #include "panel/runtime/ConfigBlob.h"
 #include "panel/runtime/PanelError.h"
@@ -40,6 +41,22 @@ TEST(ChannelListTest, NumbersAndRangesBecomeFlags)
     EXPECT_EQ(parseChannelList("1-10"), allChannels());
     for (const char* wrong : {"", "0", "11", "1,", "1-", "-1", "4-3", "1 2", "99999999999"}) {
         EXPECT_THROW(parseChannelList(wrong), PanelError) << wrong;
+    }
+}
+
+TEST(DriverOptionsTest, TheDriverIsTheOneGivenThenTheEnvironmentsThenTheInstalledOne)
+{
+    EXPECT_EQ(chooseDriver("a.so", "b.so", "/dev/null"), "a.so");
+    EXPECT_EQ(chooseDriver("", "b.so", "/dev/null"), "b.so");
+    EXPECT_EQ(chooseDriver("", "", "/dev/null"), "/dev/null");
+    EXPECT_EQ(chooseDriver("", nullptr, "/dev/null"), "/dev/null");
+    try {
+        chooseDriver("", nullptr, "/does/not/exist.so");
+        FAIL();
+    } catch (const PanelError& error) {
+        EXPECT_STREQ(error.what(),
+                     "no driver: --driver or ORVA_DRIVER must name one, or it must be installed as "
+                     "/does/not/exist.so");
     }
 }
 

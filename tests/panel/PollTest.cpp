@@ -32,11 +32,6 @@ private:
     PanelProgram m_program{m_folder};
 };
 
-std::string withoutTimes(const std::string& text)
-{
-    return std::regex_replace(text, std::regex("[0-9]+\\.[0-9]+ ms"), "T ms");
-}
-
 TEST_F(PollTest, DrivesTheLifeCycleInItsOrder)
 {
     program().script(kAllChannels);
@@ -70,12 +65,13 @@ TEST_F(PollTest, JsonIsOneObjectALineWithTheChannelsInNumericOrder)
     program().script("cycle 0 10=user 2=1194 9=abc123 1=vpn.example.com\ncycle 7\n");
     const Finished result = poll({"--cycles", "2", "--period", "0", "--json"});
     const std::regex line(
-        R"(\{"cycle":1,"code":0,"ms":[0-9.]+,"channels":\{"1":"vpn.example.com","2":1194,)"
-        R"("9":"\*{8}","10":"user"\}\})"
+        R"(\{"cycle":1,"code":0,"ms":T,"channels":\{"1":"vpn.example.com","2":1194,)"
+        R"("9":"\*{8}","10":"user"\},"time":T,"meaning":"VPN connected"\})"
         "\n"
-        R"(\{"cycle":2,"code":7,"ms":[0-9.]+,"channels":\{\}\})"
+        R"(\{"cycle":2,"code":7,"ms":T,"channels":\{\},"time":T,)"
+        R"("meaning":"VPN enabled, not connected"\})"
         "\n");
-    EXPECT_TRUE(std::regex_match(result.out, line)) << result.out;
+    EXPECT_TRUE(std::regex_match(withoutTimes(result.out), line)) << result.out;
 }
 
 TEST_F(PollTest, ThePasswordShowsOnlyWhenAskedFor)
@@ -103,7 +99,7 @@ TEST_F(PollTest, AskedForChannelsArriveAsFlags)
     const Finished result = poll({"--cycles", "1", "--channels", "1,7-9", "--json"});
     EXPECT_THAT(program().calls(), HasSubstr("collect 1000001110\n"));
     EXPECT_THAT(result.out,
-                HasSubstr(R"({"1":"vpn.example.com","7":5,"8":"SN1","9":"********"}})"));
+                HasSubstr(R"({"1":"vpn.example.com","7":5,"8":"SN1","9":"********"},"time")"));
 }
 
 TEST_F(PollTest, TheConfigurationComesFromTheNumberTheFileOrNothing)
@@ -122,10 +118,13 @@ TEST_F(PollTest, AFailedCycleDoesNotEndThePollingNorChangeTheExitCode)
     program().script("cycle 1\ncycle 20\ncycle 0\n");
     const Finished result = poll({"--cycles", "3", "--period", "0"});
     EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(withoutTimes(result.out),
+    // Who listens at the service's port of this machine is no matter here.
+    const std::regex why("cause: [^\n]*127\\.0\\.0\\.1:9009[^\n]*");
+    EXPECT_EQ(std::regex_replace(withoutTimes(result.out), why, "cause: WHY"),
               "cycle 1: code 1 (no VPN service, or a call to it failed), T ms\n"
-              "  no channel published\n"
-              "cycle 2: code 20 (VPN fault or unknown status), T ms\n  no channel published\n"
+              "  cause: WHY\n  no channel published\n"
+              "cycle 2: code 20 (VPN fault or unknown status), T ms\n"
+              "  cause: channel 7 tells which, when it is asked for\n  no channel published\n"
               "cycle 3: code 0 (VPN connected), T ms\n  no channel published\n");
 }
 
@@ -164,7 +163,7 @@ TEST_F(PollTest, OnATerminalTheTableIsRedrawnInPlace)
     EXPECT_EQ(result.exitCode, 0);
     // Cycle line, two channels and what the driver said: four lines up.
     EXPECT_THAT(result.out, HasSubstr("********\r\n  driver: hello\r\n\x1b[?7h"));
-    EXPECT_THAT(result.out, HasSubstr("\x1b[4A\x1b[Jcycle 2"));
+    EXPECT_THAT(result.out, ::testing::ContainsRegex("\x1b\\[4A\x1b\\[J[0-9:.]+ cycle 2"));
 }
 
 TEST_F(PollTest, ATerminalThatKnowsNoEscapeSequencesGetsPlainLines)
@@ -175,7 +174,8 @@ TEST_F(PollTest, ATerminalThatKnowsNoEscapeSequencesGetsPlainLines)
         const Finished result = program().runOnTerminal(
             {"poll", "--driver", plugin("scripted_driver"), "--cycles", "2", "--period", "0"});
         EXPECT_THAT(result.out, Not(HasSubstr("\x1b")));
-        EXPECT_THAT(result.out, HasSubstr("   1  server address    a\r\ncycle 2: "));
+        EXPECT_THAT(result.out,
+                    ::testing::ContainsRegex("   1  server address    a\r\n[0-9:.]+ cycle 2: "));
     }
 }
 
@@ -209,7 +209,7 @@ TEST_F(PollTest, NothingThatComesFromAServiceReachesATerminalAsItIs)
         "2J\\xE2\\x80\\xAE\\x07";
     program().setTerm("dumb");
     const Finished lines = program().runOnTerminal({"poll", "--driver", driver, "--cycles", "1"});
-    EXPECT_THAT(lines.out, ::testing::StartsWith(clean + "said\r\ncycle 1: "));
+    EXPECT_THAT(lines.out, ::testing::StartsWith(clean + "said\r\n"));
     EXPECT_THAT(lines.out, HasSubstr("device name       " + clean + "name\r\n"));
     const Finished json =
         program().runOnTerminal({"poll", "--driver", driver, "--cycles", "1", "--json"});
@@ -234,11 +234,14 @@ TEST_F(PollTest, ATableWiderThanTheWindowIsCutAndATallerOneIsNotDrawnOver)
     program().resizeTerminal(4, 30);
     const std::string cut = program().runOnTerminal(arguments).out;
     EXPECT_THAT(cut, HasSubstr("   1  server address    Ger...\r\n"));
-    EXPECT_THAT(cut, HasSubstr("\x1b[3A\x1b[Jcycle 2: code 0 (VPN connec...\r\n"));
+    EXPECT_THAT(cut,
+                ::testing::ContainsRegex("\x1b\\[3A\x1b\\[J[0-9:.]+ cycle 2: code \\.\\.\\.\r\n"));
     program().resizeTerminal(3, 200);
     const std::string lines = program().runOnTerminal(arguments).out;
     EXPECT_THAT(lines, Not(HasSubstr("\x1b")));
-    EXPECT_THAT(lines, HasSubstr("Gerät-with-a-long-name\r\n   2  server port       5\r\ncycle 2"));
+    EXPECT_THAT(lines,
+                ::testing::ContainsRegex(
+                    "Gerät-with-a-long-name\r\n   2  server port       5\r\n[0-9:.]+ cycle 2"));
 }
 
 TEST_F(PollTest, JsonKeepsTheDriversOwnTextOffStandardOutput)
@@ -247,7 +250,8 @@ TEST_F(PollTest, JsonKeepsTheDriversOwnTextOffStandardOutput)
     const Finished json = poll({"--cycles", "1", "--json"});
     EXPECT_THAT(json.out, Not(HasSubstr("loadData")));
     EXPECT_EQ(json.err, "loadData[159] failed\n");
-    EXPECT_THAT(poll({"--cycles", "1"}).out, HasSubstr("loadData[159] failed\ncycle 1"));
+    EXPECT_THAT(withoutTimes(poll({"--cycles", "1"}).out),
+                HasSubstr("loadData[159] failed\ncycle 1"));
 }
 
 TEST_F(PollTest, AReaderThatIsSlowLosesNothingOnADescriptorThatDoesNotBlock)

@@ -1,0 +1,166 @@
+#include "panel/view/Explain.h"
+
+#include "host/StatusCodes.h"
+#include "panel/runtime/ArgumentRules.h"
+#include "panel/runtime/CommandTable.h"
+#include "panel/runtime/CommandText.h"
+#include "panel/runtime/DisplayText.h"
+#include "panel/runtime/ServiceProbe.h"
+
+#include <array>
+#include <cstdio>
+#include <optional>
+
+namespace panel
+{
+
+namespace
+{
+
+// What the service answers to a call that changes something.
+std::string answerText(int answer)
+{
+    const std::string text = "the service answered " + std::to_string(answer);
+    switch (answer) {
+        case 1:
+            return text + ": an argument is invalid";
+        case 2:
+            return text + ": valid, but not possible now or not stored";
+        case 3:
+            return text + ": could not be stored";
+        default:
+            return text;
+    }
+}
+
+// The outcome in the result variable; nothing when the driver did not write it.
+std::optional<double> writtenResult(const CommandText& text, const CallResult& result)
+{
+    for (const NamedValue& one : result.written) {
+        if (text.fields.empty() || one.name != text.fields.back()) continue;
+        if (const int* number = std::get_if<int>(&one.value)) return *number;
+        if (const double* number = std::get_if<double>(&one.value)) return *number;
+    }
+    return std::nullopt;
+}
+
+// What arrives at the device when the value is written: ORVA_WRITE(k=value) is cut at
+// its first ")", and blanks around the value are dropped.
+std::string writtenText(const Value& value)
+{
+    if (const int* number = std::get_if<int>(&value)) return std::to_string(*number);
+    if (const double* number = std::get_if<double>(&value)) return std::to_string(*number);
+    const std::string text = std::get<std::string>(value).c_str();
+    return trimmed(text.substr(0, text.find(')')));
+}
+
+std::string faultText(int state)
+{
+    switch (state) {
+        case 101:
+            return "the server refused user name or password (connection state 101)";
+        case 102:
+            return "the server's certificate does not fit the CA (connection state 102)";
+        default:
+            return "connection state " + std::to_string(state);
+    }
+}
+
+}  // namespace
+
+std::string inOneLine(const std::vector<std::string>& texts)
+{
+    std::string all;
+    for (const std::string& text : texts) all += (all.empty() ? "" : "; ") + text;
+    return all;
+}
+
+Explanation explainCommand(std::string_view command, const CallResult& result,
+                           const Explanation& read, const VariableStore& variables)
+{
+    const CommandText text(command);
+    const CommandInfo* known = findCommand(text.word);
+    const std::optional<double> answer =
+        known == nullptr ? std::nullopt : writtenResult(text, result);
+    Explanation explanation;
+    explanation.notes = read.notes;
+    switch (result.code) {
+        case kResultOk:
+            if (answer && *answer != 0)
+                explanation.notes.push_back(answerText(static_cast<int>(*answer)));
+            return explanation;
+        case kResultNoService:
+            explanation.causes.push_back(lookAtService());
+            for (const std::string& cause : read.causes) {
+                explanation.notes.push_back("with a service it would be refused: " + cause);
+            }
+            break;
+        case kResultBadCommand:
+            explanation.causes = read.causes;
+            if (read.causes.empty() && answer) {
+                explanation.causes.push_back(answerText(static_cast<int>(*answer)));
+            }
+            break;
+        default:
+            if (answer) explanation.causes.push_back(answerText(static_cast<int>(*answer)));
+            break;
+    }
+    if (known == nullptr || answer || text.fields.empty()) return explanation;
+    const std::optional<Value> old = variables.get(text.fields.back());
+    if (old && typeOf(*old) != DATATYPE_STRING) {
+        explanation.notes.push_back(text.fields.back() + " was not written; it still has " +
+                                    displayText(*old));
+    }
+    return explanation;
+}
+
+Explanation readWrite(int channel, const Value& value)
+{
+    const ChannelInfo& info = *findChannel(channel);
+    if (info.write == nullptr) {
+        std::string writable;
+        for (const ChannelInfo& one : kChannels) {
+            if (one.write == nullptr) continue;
+            writable +=
+                (writable.empty() ? "" : ", ") + std::to_string(one.number) + " (" + one.name + ")";
+        }
+        return {{"it can only be read; written can be " + writable}, {}};
+    }
+    Explanation explanation;
+    const std::string text = writtenText(value);
+    const auto* given = std::get_if<std::string>(&value);
+    if (given != nullptr && text != *given) {
+        explanation.notes.push_back(
+            "the text is cut at its first \")\", and blanks around it are dropped");
+    }
+    if (!fits(info.write->rule, text)) {
+        const std::string shown = info.secret ? "" : displayText(std::string_view(text)) + " ";
+        explanation.causes.push_back("the value " + shown + "is not " + info.write->values);
+    }
+    return explanation;
+}
+
+Explanation explainWrite(int channel, const Value& value, const CallResult& result)
+{
+    Explanation explanation = readWrite(channel, value);
+    if (result.code == kResultNoService) explanation.causes = {lookAtService()};
+    const bool refused = result.code == kResultRefused || result.code == kResultBadCommand;
+    if (refused && explanation.causes.empty()) {
+        explanation.causes = {"the service refused the value"};
+    } else if (!refused && result.code != kResultNoService) {
+        explanation.causes.clear();
+    }
+    return explanation;
+}
+
+Explanation explainCycle(const CycleResult& result)
+{
+    if (result.code == kResultNoService) return {{lookAtService()}, {}};
+    if (result.code != kResultVpnOther) return {};
+    const auto state = result.channels.find(kConnectionStateChannel);
+    if (state == result.channels.end())
+        return {{"channel 7 tells which, when it is asked for"}, {}};
+    return {{faultText(std::get<int>(state->second))}, {}};
+}
+
+}  // namespace panel
