@@ -16,18 +16,30 @@ namespace vpnd
 namespace
 {
 
-Descriptor blockedAndWatched(std::initializer_list<int> numbers)
+sigset_t setOf(std::initializer_list<int> numbers)
 {
     sigset_t set;
     ::sigemptyset(&set);
     for (const int number : numbers) ::sigaddset(&set, number);
-    ::sigprocmask(SIG_BLOCK, &set, nullptr);
+    return set;
+}
+
+Descriptor blockedAndWatched(std::initializer_list<int> numbers)
+{
+    Signals::block(numbers);
+    const sigset_t set = setOf(numbers);
     Descriptor descriptor(::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
     if (!descriptor) raiseSystemError("signalfd");
     return descriptor;
 }
 
 }  // namespace
+
+void Signals::block(std::initializer_list<int> numbers)
+{
+    const sigset_t set = setOf(numbers);
+    ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
 
 Signals::Signals(EventLoop& loop, std::initializer_list<int> numbers,
                  std::function<void(int)> action)

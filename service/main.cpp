@@ -5,6 +5,7 @@
 #include "service/Validation.h"
 #include "service/VpnService.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <spdlog/spdlog.h>
 #include <sys/resource.h>
@@ -15,6 +16,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -22,6 +24,7 @@
 namespace
 {
 
+constexpr std::initializer_list<int> kSignals = {SIGTERM, SIGINT, SIGHUP};
 constexpr int kExitUsage = 2;  // wrong options, or nothing to listen at
 // Descriptors; the systemd unit allows the sum.
 constexpr rlim_t kClients = vpnd::RpcListener::kMaxClients;
@@ -112,6 +115,16 @@ std::size_t placesForClients()
     return std::min(places, kClients);
 }
 
+// Else a client's connection could get one of their numbers, and the log's lines.
+void occupyStandardDescriptors()
+{
+    int descriptor = 0;
+    do {
+        descriptor = ::open("/dev/null", O_RDWR);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor >= 0) ::close(descriptor);
+}
+
 // Whoever started this may read it, or never read.
 void announce(const std::string& line)
 {
@@ -131,7 +144,7 @@ void run(const Options& options)
 
     vpnd::EventLoop loop(&steadyNowMs);
     vpnd::CountedLog log(loop);
-    const vpnd::Signals signals(loop, {SIGTERM, SIGINT, SIGHUP}, [&](int number) {
+    const vpnd::Signals signals(loop, kSignals, [&](int number) {
         if (number != SIGHUP) return loop.stop();
         log.info("SIGHUP", "there is nothing to read again");
     });
@@ -156,6 +169,8 @@ void run(const Options& options)
 
 int main(int argc, char** argv)
 {
+    vpnd::Signals::block(kSignals);
+    occupyStandardDescriptors();
     std::signal(SIGPIPE, SIG_IGN);  // whoever reads the log may go away
 
     Options options;

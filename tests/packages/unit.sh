@@ -72,11 +72,15 @@ CONFIG
 "$work/root/usr/bin/orva-panel" send --driver "$work/root/usr/lib/orva/drivers/libdevicevpn.so" --var r=int:-1 \
     --var ca="string:@$work/ca.pem" "SETVPNCA(ca,r)" >"$work/send" 2>&1 || { cat "$work/send" >&2; fail "the certificate is refused"; }
 # strace puts the process ids into a column: behind a short one stand several blanks.
-wait_until 20 grep -q '^[0-9]* accept.* = [0-9]' "$work/trace" || fail "the service accepts nothing"
+wait_until 20 grep -q '^[0-9]*  *accept.* = [0-9]' "$work/trace" || fail "the service accepts nothing"
 kill -TERM "$service"
 wait "$tracer"
 equals "the service's exit code under strace" 0 $?
 service=
+
+# From the first line on a signal waits for the loop: the log's thread comes later.
+[ "$(grep -n -m 1 'rt_sigprocmask(SIG_BLOCK, \[HUP INT TERM\]' "$work/trace" | cut -d: -f1)" -lt \
+    "$(grep -n -m 1 ' clone3\?(' "$work/trace" | cut -d: -f1)" ] || fail "a signal at the start can end the service"
 
 # A list names other lists, with an "@".
 calls_of() {
