@@ -53,6 +53,9 @@ public:
         return !m_malformed && m_reader.pending() == 0 && m_reply.bytes().empty();
     }
 
+    // Bytes of the client that it keeps meanwhile.
+    std::size_t heldBytes() const { return m_reader.pending() + m_reply.bytes().size(); }
+
 private:
     IDispatcher& m_dispatcher;
     FrameReader m_reader;

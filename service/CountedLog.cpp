@@ -59,8 +59,12 @@ CountedLog::Entry& CountedLog::entryOf(spdlog::level::level_enum level, const ch
 void CountedLog::writeCount(Entry& entry)
 {
     if (entry.count == 0) return;
-    spdlog::log(entry.level, "{} ({} x since the last such line)", lineOf(entry.kind, entry.detail),
-                entry.count);
+    try {
+        spdlog::log(entry.level, "{} ({} x since the last such line)",
+                    lineOf(entry.kind, entry.detail), entry.count);
+    } catch (const std::bad_alloc&) {
+        // As in note().
+    }
     entry.count = 0;
 }
 

@@ -42,7 +42,7 @@ bool EventLoop::turn(int maxWaitMs)
     std::array<epoll_event, kEventsInATurn> events;
     const int count = ::epoll_wait(m_epoll.get(), events.data(), static_cast<int>(events.size()),
                                    untilNextTimer(maxWaitMs));
-    // Nothing is ready when a signal has interrupted it: -1.
+    if (count < 0 && errno != EINTR) raiseSystemError("epoll_wait");
     for (int i = 0; i < count && !m_stopped; ++i) {
         const epoll_event& event = events[static_cast<std::size_t>(i)];
         call(event.data.u64, event.events);

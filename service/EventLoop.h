@@ -46,6 +46,7 @@ public:
     // One wait, for maxWaitMs at most or, if negative, for ever; then one call for each
     // of up to 64 descriptors, in turns, and for each timer that is due. A watch that has
     // ended is not called, also when it was ready before. False when no descriptor was ready.
+    // Raises std::system_error when the system refuses to wait.
     bool turn(int maxWaitMs);
     void stop() { m_stopped = true; }
 

@@ -22,6 +22,7 @@ namespace
 constexpr std::size_t kReadBytes = 16 * 1024;
 // Before it is the others' turn.
 constexpr int kRepliesInATurn = 8;
+constexpr std::int64_t kTurnMs = 1;
 constexpr int kAcceptsInATurn = 16;
 constexpr std::int64_t kAcceptPauseMs = 100;
 
@@ -58,6 +59,10 @@ public:
     {
     }
 
+    ~Client() { hold(0); }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
     // When it came or, later, got its last answer.
     std::int64_t sinceMs() const { return m_sinceMs; }
 
@@ -78,11 +83,25 @@ private:
     {
         bool isOver = true;
         try {
-            isOver = !(m_watch.events() == EPOLLIN ? read() : goOn(events));
+            isOver = !(m_watch.events() == EPOLLIN ? read() : goOn(events)) || holdsTooMuch();
         } catch (const std::exception& error) {
             m_owner.m_log.warn("a connection is closed", error.what());
         }
         if (isOver) m_owner.remove(*this);
+    }
+
+    void hold(std::size_t bytes)
+    {
+        m_owner.m_heldBytes += bytes;
+        m_owner.m_heldBytes -= std::exchange(m_heldBytes, bytes);
+    }
+
+    bool holdsTooMuch()
+    {
+        hold(m_session ? m_session->heldBytes() : 0);
+        if (m_heldBytes <= kFairShareBytes || m_owner.m_heldBytes <= kMaxHeldBytes) return false;
+        m_owner.m_log.warn("a connection is closed: too much is under way");
+        return true;
     }
 
     // These are false when the connection is over.
@@ -110,7 +129,9 @@ private:
     // Takes what was received, and makes and sends replies until the client has to do something.
     bool answer(std::size_t received)
     {
-        for (int replies = 0; replies < kRepliesInATurn; ++replies) {
+        const std::int64_t endMs = m_owner.m_loop.nowMs() + kTurnMs;
+        for (int replies = 0; replies < kRepliesInATurn && m_owner.m_loop.nowMs() < endMs;
+             ++replies) {
             if (!m_session->received(std::exchange(received, 0))) {
                 m_owner.m_log.warn("a connection is closed: what it sent is no request");
                 return false;
@@ -151,6 +172,7 @@ private:
     RpcListener& m_owner;
     std::unique_ptr<QZ::RPC::ServerSession> m_session;  // while something is under way
     std::size_t m_sentBytes = 0;                        // of the output
+    std::size_t m_heldBytes = 0;                        // as counted by the owner
     std::int64_t m_sinceMs;
     Watch m_watch;  // for reading or, while a reply or the other clients' turn is due, for writing
 };

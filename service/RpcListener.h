@@ -32,6 +32,11 @@ public:
     static constexpr std::size_t kMaxClients = 1024;
     static constexpr std::int64_t kFirstCallMs = 1000;
     static constexpr std::int64_t kAtWorkMs = 60 * 1000;
+    // Of requests that are not whole and replies that are not taken. While all clients
+    // together hold more than the first, one whose share is above the second is closed as
+    // soon as anything happens on its connection.
+    static constexpr std::size_t kMaxHeldBytes = 16 * 1024 * 1024;
+    static constexpr std::size_t kFairShareBytes = 96 * 1024;
 
     // Listens from here on; raises std::system_error when that is not possible.
     // Borrows loop, dispatcher and log.
@@ -72,6 +77,7 @@ private:
     Descriptor m_reserve;  // given up for a moment to look at a connection when no other is left
     Clients m_newcomers;   // without an answer so far, oldest first
     Clients m_served;      // the one whose last answer is longest ago first
+    std::size_t m_heldBytes = 0;  // by all clients
     std::unique_ptr<QZ::RPC::ServerSession> m_spareSession;
 };
 

@@ -19,7 +19,7 @@ namespace vpnd
 // The 21 methods over settings and tunnel. Everything is answered at once and
 // from memory. No log line holds a password or a certificate; the subjects and last
 // days of certificates that are set do appear. A call that changes nothing and is not
-// refused writes none. One thread.
+// refused writes none, but for checkPassword and its answer. One thread.
 //
 // Methods named set… judge their arguments and keep nothing of a call that they
 // refuse. The switches (stopVPN, setVPNEnabled, setOnline) take effect also when

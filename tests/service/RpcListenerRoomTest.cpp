@@ -2,8 +2,13 @@
 #include "tests/service/FewDescriptors.h"
 #include "tests/service/ListenerFixture.h"
 
+#include <algorithm>
 #include <deque>
+#include <functional>
+#include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 // Whom a newcomer finds a place beside, and whose place it takes when there is none.
@@ -200,6 +205,76 @@ TEST_F(RpcListenerRoomTest, AClientWithThousandsOfRequestsUnderWayHoldsUpNobody)
     EXPECT_LE(turnsUntil(poller, reply(1), [&] { loop().turn(0); }), 2);
     EXPECT_LT(greedy.received().size(), 100 * reply(1).size());
     EXPECT_TRUE(soon([&] { return greedy.received().size() == 500 * reply(1).size(); }));
+}
+
+// Needs time for each call.
+class SlowDispatcher final : public QZ::RPC::IDispatcher
+{
+public:
+    explicit SlowDispatcher(std::function<void()> pass) : m_pass(std::move(pass)) {}
+    const char* dispatch(std::string_view, QZ::utils::IBuffer&, QZ::utils::IBuffer&) override
+    {
+        m_pass();
+        return nullptr;
+    }
+
+private:
+    std::function<void()> m_pass;
+};
+
+TEST_F(RpcListenerRoomTest, AClientWhoseCallsTakeTimeHasOneOfThemInATurn)
+{
+    SlowDispatcher dispatcher([this] { pass(5); });
+    listener() = std::make_unique<RpcListener>(loop(), *vpnd::Endpoint::parse("127.0.0.1:0"),
+                                               dispatcher, log());
+    LoopbackClient greedy = connected();
+    for (std::uint32_t i = 0; i < 100; ++i) greedy.send(request(i));
+    const std::string empty = raw::reply(0, "");
+    for (std::size_t turn = 1; turn <= 10; ++turn) {
+        loop().turn(1000);
+        EXPECT_EQ(greedy.received().size(), turn * empty.size());
+    }
+    EXPECT_TRUE(soon([&] { return greedy.received().size() == 100 * empty.size(); }));
+}
+
+TEST_F(RpcListenerRoomTest, HalfRequestsOfAllTogetherAreBoundedAndSmallOnesArePassedOver)
+{
+    const auto begun = [](std::size_t bytes) {
+        return std::string("\0\0\x10\0", 4) + std::string(bytes, 'x');
+    };
+    constexpr std::size_t kBig = 1024 * 1024 - 8;
+    LoopbackClient modest = served();
+    modest.send(begun(RpcListener::kFairShareBytes - 16 * 1024));
+    CapturedLog lines;
+    std::vector<LoopbackClient> greedy(40);
+    const std::string bytes = begun(kBig);
+    for (LoopbackClient& client : greedy) {
+        client.connect(port());
+        for (std::size_t sent = 0; sent < bytes.size() && !client.closed();) {
+            sent += client.trySend(bytes.substr(sent, 64 * 1024));
+            loop().turn(0);
+        }
+        while (loop().turn(0)) {
+        }
+    }
+    const auto closed = static_cast<std::size_t>(std::count_if(
+        greedy.begin(), greedy.end(), [](LoopbackClient& client) { return client.closed(); }));
+    EXPECT_EQ(greedy.size() - closed,
+              (RpcListener::kMaxHeldBytes - RpcListener::kFairShareBytes) / kBig);
+    EXPECT_FALSE(modest.closed());
+    EXPECT_EQ(lines.take(),
+              (std::vector<std::string>{"warning a connection is closed: too much is under way"}));
+    // What they held is free again.
+    greedy.clear();
+    EXPECT_TRUE(soon([&] { return listener()->clientCount() == 1; }));
+    LoopbackClient big = connected();
+    for (std::size_t sent = 0; sent < bytes.size();) {
+        sent += big.trySend(bytes.substr(sent, 64 * 1024));
+        loop().turn(0);
+    }
+    while (loop().turn(0)) {
+    }
+    EXPECT_FALSE(big.closed());
 }
 
 TEST_F(RpcListenerRoomTest, AFloodOfConnectionsHoldsUpNobody)
