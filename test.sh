@@ -44,9 +44,15 @@ if command -v ccache >/dev/null; then
     export CCACHE_SLOPPINESS=pch_defines,time_macros
 fi
 
+times=()
+show_times() {
+    [ ${#times[@]} -eq 0 ] || printf '  %s\n' "" "${times[@]}"
+    printf '  %-11s %4d s\n' "in all" $SECONDS
+}
+trap show_times EXIT
 begun=$SECONDS
 require_packages "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}"
-times=("$(printf '%-11s %4d s' packages $((SECONDS - begun)))")
+times+=("$(printf '%-11s %4d s' packages $((SECONDS - begun)))")
 
 # Builds a preset and runs all of its tests.
 run_preset() {
@@ -83,6 +89,4 @@ for stage in "${stages[@]}"; do
     printf '== %s: passed in %d s\n' "$stage" $((SECONDS - begun))
 done
 
-printf '\nEverything passed:\n'
-printf '  %s\n' "${times[@]}"
-printf '  %-11s %4d s\n' "in all" $SECONDS
+printf '\nEverything passed.\n'
