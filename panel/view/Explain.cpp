@@ -80,14 +80,15 @@ Explanation explainCommand(std::string_view command, const CallResult& result,
 {
     const CommandText text(command);
     const CommandInfo* known = findCommand(text.word);
-    const std::optional<double> answer =
-        known == nullptr ? std::nullopt : writtenResult(text, result);
+    std::optional<int> answer;
+    if (known != nullptr) {
+        if (const auto written = writtenResult(text, result)) answer = static_cast<int>(*written);
+    }
     Explanation explanation;
     explanation.notes = read.notes;
     switch (result.code) {
         case kResultOk:
-            if (answer && *answer != 0)
-                explanation.notes.push_back(answerText(static_cast<int>(*answer)));
+            if (answer && *answer != 0) explanation.notes.push_back(answerText(*answer));
             return explanation;
         case kResultNoService:
             explanation.causes.push_back(lookAtService());
@@ -98,11 +99,11 @@ Explanation explainCommand(std::string_view command, const CallResult& result,
         case kResultBadCommand:
             explanation.causes = read.causes;
             if (read.causes.empty() && answer) {
-                explanation.causes.push_back(answerText(static_cast<int>(*answer)));
+                explanation.causes.push_back(answerText(*answer));
             }
             break;
         default:
-            if (answer) explanation.causes.push_back(answerText(static_cast<int>(*answer)));
+            if (answer) explanation.causes.push_back(answerText(*answer));
             break;
     }
     if (known == nullptr || answer || text.fields.empty()) return explanation;
