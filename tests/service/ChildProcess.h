@@ -62,6 +62,7 @@ public:
         ::close(m_err.descriptor);
     }
 
+    pid_t id() const { return m_pid; }
     void signal(int number) { ::kill(m_pid, number); }
 
     // What it has written so far.

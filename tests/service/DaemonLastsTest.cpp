@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <utility>
@@ -146,6 +147,19 @@ TEST(DaemonLastsTest, MalformedConnectionsAreOneLineInTenSeconds)
     EXPECT_LE(count(log, "no request"), 2 + static_cast<std::size_t>(tensOfSeconds)) << log;
     EXPECT_NE(log.find("what it sent is no request\n"), std::string::npos) << log;
     EXPECT_NE(log.find(" x since the last such line)\n"), std::string::npos) << log;
+}
+
+TEST(DaemonLastsTest, NoConnectionGetsTheNumberOfAClosedStandardDescriptor)
+{
+    Daemon daemon({}, {}, {"/bin/sh", "-c", "exec \"$@\" <&- 2>&-", "sh"});
+    LoopbackClient client = daemon.connect();
+    ASSERT_TRUE(works(daemon, client));
+    const std::string folder = "/proc/" + std::to_string(daemon.process.id()) + "/fd/";
+    for (const char* number : {"0", "2"}) {
+        EXPECT_EQ(std::filesystem::read_symlink(folder + number), "/dev/null") << number;
+    }
+    daemon.process.signal(SIGTERM);
+    EXPECT_EQ(daemon.process.exitCode(), 0);
 }
 
 TEST(DaemonLastsTest, ItRaisesItsOwnLimitOfDescriptors)

@@ -9,6 +9,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace
@@ -54,6 +55,16 @@ protected:
     EventLoop loop{[this] { return nowMs; }};
     Calls calls;
 };
+
+TEST_F(EventLoopTest, AWaitThatTheSystemRefusesIsRaisedInsteadOfTriedForEver)
+{
+    // The lowest free number is the next one.
+    const int next = ::dup(STDIN_FILENO);
+    ::close(next);
+    EventLoop broken([this] { return nowMs; });
+    ::close(next);
+    EXPECT_THROW(broken.run(), std::system_error);
+}
 
 TEST_F(EventLoopTest, EveryoneWhoIsReadyIsCalledInEachTurn)
 {
