@@ -16,20 +16,16 @@ char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + '
 // How many letters make one text the other.
 std::size_t distance(std::string_view a, std::string_view b)
 {
-    std::vector<std::size_t> beforeLast(b.size() + 1);
-    std::vector<std::size_t> last(b.size() + 1);
     std::vector<std::size_t> row(b.size() + 1);
     for (std::size_t k = 0; k <= b.size(); ++k) row[k] = k;
     for (std::size_t i = 1; i <= a.size(); ++i) {
-        beforeLast.swap(last);
-        last.swap(row);
+        std::size_t diagonal = row[0];
         row[0] = i;
         for (std::size_t k = 1; k <= b.size(); ++k) {
-            const bool same = lower(a[i - 1]) == lower(b[k - 1]);
-            row[k] = std::min({last[k] + 1, row[k - 1] + 1, last[k - 1] + (same ? 0U : 1U)});
-            const bool swapped = i > 1 && k > 1 && lower(a[i - 1]) == lower(b[k - 2]) &&
-                                 lower(a[i - 2]) == lower(b[k - 1]);
-            if (swapped) row[k] = std::min(row[k], beforeLast[k - 2] + 1);
+            const std::size_t wrong = lower(a[i - 1]) == lower(b[k - 1]) ? 0 : 1;
+            const std::size_t above = row[k];
+            row[k] = std::min({above + 1, row[k - 1] + 1, diagonal + wrong});
+            diagonal = above;
         }
     }
     return row[b.size()];

@@ -8,8 +8,7 @@ namespace panel
 {
 
 // The one of the words that differs least from the text, in whatever case: letters
-// too many, too few, wrong or swapped with their neighbour. Empty when none has half
-// of its letters in common with it.
+// too many, too few or wrong. Empty when all differ by more than half of their letters.
 std::string nearestWord(std::string_view text, const std::vector<std::string>& words);
 
 }  // namespace panel
