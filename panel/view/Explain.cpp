@@ -7,8 +7,6 @@
 #include "panel/runtime/DisplayText.h"
 #include "panel/runtime/ServiceProbe.h"
 
-#include <array>
-#include <cstdio>
 #include <optional>
 
 namespace panel
@@ -28,18 +26,19 @@ std::string answerText(int answer)
             return text + ": valid, but not possible now or not stored";
         case 3:
             return text + ": could not be stored";
+        case kResultBadCommand:
+            return "the driver refused an argument";
         default:
             return text;
     }
 }
 
 // The outcome in the result variable; nothing when the driver did not write it.
-std::optional<double> writtenResult(const CommandText& text, const CallResult& result)
+std::optional<int> writtenResult(const CommandText& text, const CallResult& result)
 {
     for (const NamedValue& one : result.written) {
         if (text.fields.empty() || one.name != text.fields.back()) continue;
-        if (const int* number = std::get_if<int>(&one.value)) return *number;
-        if (const double* number = std::get_if<double>(&one.value)) return *number;
+        if (typeOf(one.value) != DATATYPE_STRING) return truncatedNumber(one.value);
     }
     return std::nullopt;
 }
@@ -81,9 +80,7 @@ Explanation explainCommand(std::string_view command, const CallResult& result,
     const CommandText text(command);
     const CommandInfo* known = findCommand(text.word);
     std::optional<int> answer;
-    if (known != nullptr) {
-        if (const auto written = writtenResult(text, result)) answer = static_cast<int>(*written);
-    }
+    if (known != nullptr) answer = writtenResult(text, result);
     Explanation explanation;
     explanation.notes = read.notes;
     switch (result.code) {
@@ -109,8 +106,8 @@ Explanation explainCommand(std::string_view command, const CallResult& result,
     if (known == nullptr || answer || text.fields.empty()) return explanation;
     const std::optional<Value> old = variables.get(text.fields.back());
     if (old && typeOf(*old) != DATATYPE_STRING) {
-        explanation.notes.push_back(text.fields.back() + " was not written; it still has " +
-                                    displayText(*old));
+        explanation.notes.push_back(displayText(std::string_view(text.fields.back())) +
+                                    " was not written; it still has " + displayText(*old));
     }
     return explanation;
 }

@@ -186,6 +186,11 @@ TEST_F(ExplainTest, TheAnswerOfTheServiceIsToldWhereTheCommandItselfIsRight)
               "the service answered 2: valid, but not possible now or not stored");
     EXPECT_EQ(inOneLine(explain("STARTVPN(name,port,r)", kResultBadCommand, {{"r", 1}}).causes),
               causes("STARTVPN(name,port,r)"));
+    // Whatever number a driver writes, also one that is no whole number.
+    EXPECT_EQ(inOneLine(explain("STOPVPN(half)", kResultRefused, {{"half", 1e300}}).causes),
+              "the service answered 2147483647");
+    EXPECT_EQ(inOneLine(explain("SETVPNSERVER(name,1,r)", kResultBadCommand, {{"r", 5}}).causes),
+              "the driver refused an argument");
     const Explanation odd = explain("SETVPNSERVER(name,1,r)", kResultOk, {{"r", 3}});
     EXPECT_THAT(odd.causes, IsEmpty());
     EXPECT_THAT(odd.notes, ElementsAre("the service answered 3: could not be stored"));
