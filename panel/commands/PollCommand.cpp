@@ -27,7 +27,7 @@ namespace
 constexpr int kMaxPeriodMs = 24 * 60 * 60 * 1000;
 constexpr int kMaxCycles = 1000000000;
 constexpr int kMaxTimeoutS = 24 * 60 * 60;
-constexpr std::chrono::milliseconds kPatience{800};
+constexpr std::chrono::milliseconds kPatience{500};
 
 // The states that can be waited for, by the code of a cycle.
 const std::map<std::string, int> kStates = {{"connected", kResultOk},
