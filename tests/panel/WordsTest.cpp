@@ -92,6 +92,17 @@ TEST_F(WordsTest, EachLineOfJsonHasItsTimeAndACallItsMeaning)
             EXPECT_NE(json.at("cause"), "") << line;
         }
     }
+    const auto keysOf = [](const std::string& line) {
+        std::string keys;
+        for (const auto& [key, value] : nlohmann::ordered_json::parse(line).items()) {
+            keys += (keys.empty() ? "" : " ") + key;
+        }
+        return keys;
+    };
+    EXPECT_EQ(keysOf(linesOf(results[0].out)[0]), "cycle code ms channels time meaning cause");
+    EXPECT_EQ(keysOf(linesOf(results[1].out)[0]), "command code meaning ms variables time cause");
+    EXPECT_EQ(keysOf(linesOf(results[2].out)[0]),
+              "write code meaning ms variables time value cause");
     const auto write = nlohmann::json::parse(results[2].out);
     EXPECT_EQ(write.at("value"), "a");
     EXPECT_EQ(write.at("cause"), "the value a is not 6 to 32 letters");
