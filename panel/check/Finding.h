@@ -9,7 +9,7 @@ enum class Grade {
     kFine,
     kNote,
     kWarning,  // loads, but is not as a driver should be
-    kWrong,    // the runtime can not use it
+    kWrong,    // the runtime cannot use it
 };
 
 struct Finding {

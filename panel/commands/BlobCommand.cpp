@@ -33,7 +33,7 @@ void addBlobCommand(CLI::App& app, int& exitCode)
         ->type_name("FILE")
         ->check(notEmpty("the name of a file"))
         ->required();
-    command->footer("Exit codes: 0 done, 2 wrong use or a file that can not be written.");
+    command->footer("Exit codes: 0 done, 2 wrong use or a file that cannot be written.");
     command->callback([options, &exitCode] {
         writeFile(options->output, makeConfigBlob(options->maxChannel));
         exitCode = kExitDone;

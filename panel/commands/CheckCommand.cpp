@@ -70,7 +70,7 @@ int check(CheckCommandOptions options)
         return finding.grade == Grade::kWrong;
     });
     if (wrong == findings.end()) return kExitDone;
-    complain("'" + options.file + "' can not be used as a driver: " + wrong->subject + ": " +
+    complain("'" + options.file + "' cannot be used as a driver: " + wrong->subject + ": " +
              displayText(std::string_view(wrong->text)));
     return kExitFailed;
 }
@@ -105,7 +105,7 @@ void addCheckCommand(CLI::App& app, int& exitCode)
     command->add_flag("--no-dry-cycle", options->noDryCycle, "Do not load the library");
     command->footer(
         "ok: as it should be; note: for information; warning: loads, but is not as a driver should "
-        "be;\nWRONG: the runtime can not use it.\n"
+        "be;\nWRONG: the runtime cannot use it.\n"
         "The dry cycle loads the library in a process of its own and polls once; it happens only\n"
         "where the library is for this PC's processor. The exit code is 2 when something is "
         "wrong,\n"

@@ -33,7 +33,7 @@ struct DriverOptions {
     std::string library() const;
 
     // The stored configuration they stand for, empty for none. Raises PanelError
-    // when the file can not be read.
+    // when the file cannot be read.
     std::vector<unsigned char> configBlob() const;
 };
 

@@ -47,7 +47,7 @@ int main(int argc, char** argv)
         "0: done; of poll --until: the state has come\n"
         "1: a command, write or configuration was answered with another code than 0\n"
         "   (cycles do not count)\n"
-        "2: wrong use, a library or file that can not be loaded, or a driver that throws\n"
+        "2: wrong use, a library or file that cannot be loaded, or a driver that throws\n"
         "3, 4: of poll --until, see there");
     app.set_version_flag("--version", "orva-panel " ORVA_VERSION);
     int exitCode = panel::kExitDone;

@@ -26,7 +26,7 @@ public:
 
     // Works until the stop. False when the driver answered a command, a write or
     // its configuration with another code than 0. Raises PanelError when the
-    // library makes no object or an event can not be reported.
+    // library makes no object or an event cannot be reported.
     [[nodiscard]] bool run(Clock::time_point start);
 
 private:

@@ -16,7 +16,7 @@ namespace panel
 // left: one thread per device, the watchdog on this one. libraries are those of the
 // devices, in their order. False when a driver answered a command, a write or its
 // configuration with another code than 0. Raises PanelError when a library makes no
-// object or an event can not be reported; the devices have been stopped then. giveUp
+// object or an event cannot be reported; the devices have been stopped then. giveUp
 // must end the program: a driver does not come back, and its thread can be neither
 // ended nor waited for.
 [[nodiscard]] bool runProject(const Project& project,

@@ -72,7 +72,7 @@ public:
         const auto lines = std::count(table.begin(), table.end(), '\n');
         const Output::Window window = m_output.window();
         if (window.rows > 0 && lines >= static_cast<std::ptrdiff_t>(window.rows)) {
-            // What has left the window at its top can not be drawn over.
+            // What has left the window at its top cannot be drawn over.
             m_output.write(table);
             m_lines = 0;
             return;

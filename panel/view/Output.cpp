@@ -77,7 +77,7 @@ void Output::write(std::string_view text)
 void Output::showDriverText()
 {
     std::fflush(stdout);
-    // What can not be shown is no result, which will tell.
+    // What cannot be shown is no result, which will tell.
     if (m_showAt >= 0) static_cast<void>(writeAll(m_showAt, takeDriverText()));
 }
 

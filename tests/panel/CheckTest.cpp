@@ -64,7 +64,7 @@ protected:
     {
         EXPECT_EQ(result.exitCode, 2);
         EXPECT_THAT(result.out, HasSubstr("  WRONG    " + line));
-        EXPECT_THAT(result.err, HasSubstr("can not be used as a driver: "));
+        EXPECT_THAT(result.err, HasSubstr("cannot be used as a driver: "));
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
     }
     template <class Condition>

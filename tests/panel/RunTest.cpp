@@ -119,7 +119,7 @@ TEST_F(RunTest, OverdueActionsHappenInTheOrderOfTheirTimes)
 
 TEST_F(RunTest, AFailedOutputWhileADeviceIsBusyEndsTheRunInOrder)
 {
-    // The watchdog's report can not be written while A's thread is in its driver.
+    // The watchdog's report cannot be written while A's thread is in its driver.
     program().script("hold A " + folder().path("go") + "\n");
     program().fillStandardOutput();
     // Not sooner than even a slow machine has come into the driver.
