@@ -94,7 +94,8 @@ TEST_F(WordsTest, EachLineOfJsonHasItsTimeAndACallItsMeaning)
     }
     const auto keysOf = [](const std::string& line) {
         std::string keys;
-        for (const auto& [key, value] : nlohmann::ordered_json::parse(line).items()) {
+        const auto object = nlohmann::ordered_json::parse(line);
+        for (const auto& [key, value] : object.items()) {
             keys += (keys.empty() ? "" : " ") + key;
         }
         return keys;
