@@ -154,9 +154,12 @@ TEST(DaemonLastsTest, NoConnectionGetsTheNumberOfAClosedStandardDescriptor)
     Daemon daemon({}, {}, {"/bin/sh", "-c", "exec \"$@\" <&- 2>&-", "sh"});
     LoopbackClient client = daemon.connect();
     ASSERT_TRUE(works(daemon, client));
-    const std::string folder = "/proc/" + std::to_string(daemon.process.id()) + "/fd/";
-    for (const char* number : {"0", "2"}) {
-        EXPECT_EQ(std::filesystem::read_symlink(folder + number), "/dev/null") << number;
+    if (std::string(ORVA_EMULATOR).empty()) {
+        // An emulator takes the numbers for files of its own before the program starts.
+        const std::string folder = "/proc/" + std::to_string(daemon.process.id()) + "/fd/";
+        for (const char* number : {"0", "2"}) {
+            EXPECT_EQ(std::filesystem::read_symlink(folder + number), "/dev/null") << number;
+        }
     }
     daemon.process.signal(SIGTERM);
     EXPECT_EQ(daemon.process.exitCode(), 0);
