@@ -8,7 +8,8 @@
 #   ORVA_CXX11_ABI     std::string of the runtime: 1 since g++ 5, 0 before it or where the
 #                      runtime was built with _GLIBCXX_USE_CXX11_ABI=0 (cmake/OrvaFlags.cmake)
 #   ORVA_STATIC_CXX    ON: bring libstdc++ and libgcc inside, for panels whose own
-#                      are older than the compiler's (cmake/OrvaFlags.cmake)
+#                      are older than the compiler's (cmake/OrvaFlags.cmake); a thread that
+#                      is cancelled inside the driver then ends the process
 # Another compiler:
 #   ORVA_CROSS_PREFIX  prefix of the tools, with or without a path: arm-linux-gnueabihf-
 #   ORVA_ARM_CPU_FLAGS processor of the panel
