@@ -25,7 +25,7 @@ bool CDevBas::initData(DEV_DATA* devData)
                 dropConnection(client);
                 return false;
             }
-            // A connection that can not even be stopped ends this attempt.
+            // A connection that cannot even be stopped ends this attempt.
             if (!dropConnection(client)) return false;
         }
         const QZ::Net::Address address(kServiceAddress);

@@ -16,7 +16,7 @@
 namespace
 {
 
-// More channels than this are taken for a request that memory can not fulfil.
+// More channels than this are taken for a request that memory cannot fulfil.
 constexpr int kMaxChannels = 1000000;
 
 // Runs an operation of the host interface: no exception leaves it.

@@ -17,7 +17,7 @@ struct stConvertInfo {
 
 // Turns text into numbers. Read-only once it is made, so any thread may use it.
 // On purpose no result of a table parser says whether the text was a number:
-// they all return false, and what can not be parsed gives 0.
+// they all return false, and what cannot be parsed gives 0.
 class MfcConverter
 {
 public:

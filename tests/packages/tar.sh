@@ -11,7 +11,7 @@ equals "the list of files" "drwxr-xr-x 0/0 $name/
 -rw-r--r-- 0/0 $name/README.txt
 -rw-r--r-- 0/0 $name/SHA256SUMS
 -rw-r--r-- 0/0 $name/libdevicevpn.so" "$listed"
-tar --extract --file "$packages/$name.tar.gz" --directory "$work" || fail "tar can not unpack it"
+tar --extract --file "$packages/$name.tar.gz" --directory "$work" || fail "tar cannot unpack it"
 cd "$work/$name" || exit 1
 sha256sum --check --quiet SHA256SUMS || fail "the sums do not fit"
 

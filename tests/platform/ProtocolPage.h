@@ -113,7 +113,7 @@ inline void parseBytes(std::string_view line, std::vector<unsigned char>& bytes)
 }
 
 // All examples in the order of the page. Raises std::runtime_error, with the
-// line, when the page can not be read or an example is not laid out as it should be.
+// line, when the page cannot be read or an example is not laid out as it should be.
 inline std::vector<Example> load(const std::string& path)
 {
     std::ifstream page(path);

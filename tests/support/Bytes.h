@@ -38,7 +38,7 @@ inline void fill(CByteArray& array, const Bytes& bytes)
     }
 }
 
-// A byte array that is filled at once; CByteArray itself can not be copied.
+// A byte array that is filled at once; CByteArray itself cannot be copied.
 struct ByteArray : CByteArray {
     ByteArray(std::initializer_list<int> bytes) { fill(*this, Bytes(bytes)); }
 };

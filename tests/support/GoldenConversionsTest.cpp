@@ -29,7 +29,7 @@ int writeTable(const char* path)
     for (const std::string& row : goldenTable()) file << row << '\n';
     file.close();
     if (file) return 0;
-    std::cerr << "can not write " << path << '\n';
+    std::cerr << "cannot write " << path << '\n';
     return 1;
 }
 

@@ -5,7 +5,7 @@
 namespace QZ::utils
 {
 
-// Raised for a block that can not be read. No base: the driver needs its name only.
+// Raised for a block that cannot be read. No base: the driver needs its name only.
 class deserialize_block_error
 {
 };
