@@ -40,7 +40,7 @@ void DriverOptions::addTo(CLI::App& command)
     command.add_flag("--show-secrets", showSecrets, "Show passwords instead of ********");
 }
 
-std::string DriverOptions::library() const
+std::string DriverOptions::driverLibrary() const
 {
     return chooseDriver(file, std::getenv("ORVA_DRIVER"), ORVA_INSTALLED_DRIVER);
 }

@@ -30,7 +30,7 @@ struct DriverOptions {
 
     // The driver to load: that of --driver, of the environment's ORVA_DRIVER, or the
     // installed one. Raises PanelError when there is none of them.
-    std::string library() const;
+    std::string driverLibrary() const;
 
     // The stored configuration they stand for, empty for none. Raises PanelError
     // when the file cannot be read.

@@ -114,7 +114,7 @@ int poll(const PollOptions& options)
 
     const CycleStyle style = chooseCycleStyle(options.driver.json);
     Output output(driverTextFor(style));
-    const std::unique_ptr<DriverLibrary> library = loadDriver(options.driver.library());
+    const std::unique_ptr<DriverLibrary> library = loadDriver(options.driver.driverLibrary());
     VariableStore variables;
     DeviceSession session(*library, options.driver.device, variables);
     if (!initOrComplain(session, blob)) return kExitDriverCode;

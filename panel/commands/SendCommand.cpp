@@ -48,7 +48,7 @@ int send(const SendOptions& options)
 
     Output output(options.driver.json ? Output::DriverText::kToStderr
                                       : Output::DriverText::kMixedIn);
-    const std::unique_ptr<DriverLibrary> library = loadDriver(options.driver.library());
+    const std::unique_ptr<DriverLibrary> library = loadDriver(options.driver.driverLibrary());
     DeviceSession session(*library, options.driver.device, variables);
     if (!initOrComplain(session, blob)) return kExitDriverCode;
 

@@ -52,7 +52,7 @@ int write(const WriteOptions& options)
 
     Output output(options.driver.json ? Output::DriverText::kToStderr
                                       : Output::DriverText::kMixedIn);
-    const std::unique_ptr<DriverLibrary> library = loadDriver(options.driver.library());
+    const std::unique_ptr<DriverLibrary> library = loadDriver(options.driver.driverLibrary());
     VariableStore variables;
     DeviceSession session(*library, options.driver.device, variables);
     if (!initOrComplain(session, blob)) return kExitDriverCode;
