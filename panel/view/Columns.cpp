@@ -45,6 +45,20 @@ int systemColumnsOf(std::uint32_t character)
     return columns;
 }
 
+// Of the beginning of the line that takes so many columns at most.
+std::size_t bytesWithin(std::string_view line, std::size_t columns)
+{
+    std::size_t bytes = 0;
+    while (bytes < line.size()) {
+        const common::Utf8Character next = common::firstCharacter(line.substr(bytes));
+        const std::size_t wide = next.valid ? columnsOf(next.value) : 1;
+        if (wide > columns) break;
+        columns -= wide;
+        bytes += next.bytes;
+    }
+    return bytes;
+}
+
 }  // namespace
 
 std::size_t columnsOf(std::uint32_t character)
@@ -73,16 +87,25 @@ std::string cutToColumns(std::string_view line, std::size_t columns)
 {
     if (columnsOf(line) <= columns) return std::string(line);
     const std::string_view mark = kCutMark.substr(0, columns);
-    std::size_t left = columns - mark.size();
-    std::size_t bytes = 0;
-    while (true) {
-        const common::Utf8Character next = common::firstCharacter(line.substr(bytes));
-        const std::size_t wide = next.valid ? columnsOf(next.value) : 1;
-        if (wide > left) break;
-        left -= wide;
-        bytes += next.bytes;
+    return std::string(line.substr(0, bytesWithin(line, columns - mark.size()))) +
+           std::string(mark);
+}
+
+std::string wrapToColumns(std::string_view line, std::size_t columns, std::size_t indent)
+{
+    // A piece takes at least one character, which may be two columns wide.
+    if (columns < indent + 2) return cutToColumns(line, columns);
+    std::string wrapped;
+    std::size_t room = columns;
+    while (columnsOf(line) > room) {
+        std::size_t bytes = bytesWithin(line, room);
+        const std::size_t blank = line.substr(0, bytes + 1).rfind(' ');
+        if (blank != line.npos && line.find_first_not_of(' ') < blank) bytes = blank;
+        wrapped += std::string(line.substr(0, bytes)) + "\n" + std::string(indent, ' ');
+        line.remove_prefix(std::min(line.find_first_not_of(' ', bytes), line.size()));
+        room = columns - indent;
     }
-    return std::string(line.substr(0, bytes)) + std::string(mark);
+    return wrapped + std::string(line);
 }
 
 std::string padToColumns(std::string_view text, std::size_t columns)

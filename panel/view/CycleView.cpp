@@ -53,12 +53,13 @@ private:
     bool m_showSecrets;
 };
 
-// The text with every line cut to the width.
-std::string cutLines(std::string_view text, unsigned columns)
+// The text with every line as fit() makes it.
+template <class Fit>
+std::string eachLine(std::string_view text, Fit fit)
 {
-    std::string cut;
-    forEachLine(text, [&](std::string_view line) { cut += cutToColumns(line, columns) + "\n"; });
-    return cut;
+    std::string lines;
+    forEachLine(text, [&](std::string_view line) { lines += fit(line) + "\n"; });
+    return lines;
 }
 
 class TableView final : public ICycleView
@@ -67,17 +68,28 @@ public:
     TableView(Output& output, bool showSecrets) : m_output(output), m_showSecrets(showSecrets) {}
     void show(const CycleResult& result) override
     {
-        std::string table = clockTime() + " " +
-                            cycleText(result, m_showSecrets, explainCycle(result)) + driverLines();
-        const auto lines = std::count(table.begin(), table.end(), '\n');
+        const std::string head = clockTime() + " " + cycleHead(result) + "\n";
+        const std::string why = explanationText(explainCycle(result));
+        const std::string below = channelsText(result, m_showSecrets) + driverLines();
         const Output::Window window = m_output.window();
+        std::string table = head + why + below;
+        if (window.columns > 0) {
+            const auto cut = [&](std::string_view line) {
+                return cutToColumns(line, window.columns);
+            };
+            // A cause that is cut tells nothing.
+            const auto wrap = [&](std::string_view line) {
+                return wrapToColumns(line, window.columns, kIndent);
+            };
+            table = eachLine(head, cut) + eachLine(why, wrap) + eachLine(below, cut);
+        }
+        const auto lines = std::count(table.begin(), table.end(), '\n');
         if (window.rows > 0 && lines >= static_cast<std::ptrdiff_t>(window.rows)) {
             // What has left the window at its top cannot be drawn over.
-            m_output.write(table);
+            m_output.write(head + why + below);
             m_lines = 0;
             return;
         }
-        if (window.columns > 0) table = cutLines(table, window.columns);
         // Long lines are cut at the edge instead of wrapped, or the count would be wrong.
         std::string screen = "\x1b[?7l";
         if (m_lines > 0) screen += "\x1b[" + std::to_string(m_lines) + "A";
@@ -98,6 +110,9 @@ private:
             text, [&](std::string_view line) { lines += "  driver: " + std::string(line) + "\n"; });
         return lines;
     }
+
+    // Of the lines that go on with what did not fit.
+    static constexpr std::size_t kIndent = 4;
 
     Output& m_output;
     bool m_showSecrets;

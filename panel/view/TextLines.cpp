@@ -39,14 +39,19 @@ std::string explanationText(const Explanation& explanation)
     return text;
 }
 
-std::string cycleText(const CycleResult& result, bool showSecrets, const Explanation& explanation)
+std::string channelsText(const CycleResult& result, bool showSecrets)
 {
-    std::string text = cycleHead(result) + "\n" + explanationText(explanation);
+    std::string text;
     for (const auto& [number, value] : result.channels) {
         text += channelText(number, value, showSecrets);
     }
-    if (result.channels.empty()) text += "  no channel published\n";
-    return text;
+    return text.empty() ? "  no channel published\n" : text;
+}
+
+std::string cycleText(const CycleResult& result, bool showSecrets, const Explanation& explanation)
+{
+    return cycleHead(result) + "\n" + explanationText(explanation) +
+           channelsText(result, showSecrets);
 }
 
 std::string writeText(int number, const Value& value, bool showSecrets)

@@ -13,6 +13,8 @@ namespace panel
 std::string cycleText(const CycleResult& result, bool showSecrets, const Explanation& explanation);
 // "cycle 3: code 7 (VPN enabled, not connected), 0.41 ms", without a newline.
 std::string cycleHead(const CycleResult& result);
+// The channels of a cycle, or that there is none.
+std::string channelsText(const CycleResult& result, bool showSecrets);
 // "  9  VPN password        ********" and a newline.
 std::string channelText(int number, const Value& value, bool showSecrets);
 // "channel 10 (VPN user name) = vpnuser"

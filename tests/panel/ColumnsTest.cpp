@@ -2,6 +2,8 @@
 #include "panel/view/Columns.h"
 
 #include <gtest/gtest.h>
+#include <sstream>
+#include <string>
 
 namespace panel
 {
@@ -54,6 +56,31 @@ TEST(ColumnsTest, ALineIsCutBetweenCharactersAndCarriesAMark)
     EXPECT_EQ(cutToColumns("", 0), "");
     for (std::size_t columns = 0; columns < 12; ++columns) {
         EXPECT_LE(columnsOf(cutToColumns("a服务器地址b", columns)), columns);
+    }
+}
+
+TEST(ColumnsTest, ALineIsWrappedAtBlanksAndLosesNothingElse)
+{
+    EXPECT_EQ(wrapToColumns("  cause: one two", 16, 4), "  cause: one two");
+    EXPECT_EQ(wrapToColumns("  cause: one two", 15, 4), "  cause: one\n    two");
+    EXPECT_EQ(wrapToColumns("  cause: one two", 12, 4), "  cause: one\n    two");
+    EXPECT_EQ(wrapToColumns("  cause: one two", 9, 4), "  cause:\n    one\n    two");
+    // Without a blank where it fits, so also in the indentation of the line itself.
+    EXPECT_EQ(wrapToColumns("  abcdefgh", 6, 4), "  abcd\n    ef\n    gh");
+    EXPECT_EQ(wrapToColumns("服务器地址", 5, 1), "服务\n 器地\n 址");
+    EXPECT_EQ(wrapToColumns("abcdef", 5, 4), "ab...");
+    EXPECT_EQ(wrapToColumns("", 0, 4), "");
+    const std::string line = "  cause: nobody listens at 127.0.0.1:9009; is 服务器地址 there?";
+    for (std::size_t columns = 6; columns < 70; ++columns) {
+        std::istringstream pieces(wrapToColumns(line, columns, 4));
+        std::string letters;
+        for (std::string piece; std::getline(pieces, piece);) {
+            EXPECT_LE(columnsOf(piece), columns) << piece;
+            for (const char c : piece) letters += c == ' ' ? "" : std::string(1, c);
+        }
+        std::string all;
+        for (const char c : line) all += c == ' ' ? "" : std::string(1, c);
+        EXPECT_EQ(letters, all) << columns;
     }
 }
 

@@ -244,6 +244,22 @@ TEST_F(PollTest, ATableWiderThanTheWindowIsCutAndATallerOneIsNotDrawnOver)
                     "Gerät-with-a-long-name\r\n   2  server port       5\r\n[0-9:.]+ cycle 2"));
 }
 
+TEST_F(PollTest, ACauseThatIsWiderThanTheWindowGoesOnInTheNextLine)
+{
+    program().script("cycle 20 1=a\n");
+    program().resizeTerminal(20, 40);
+    const std::vector<std::string> arguments = {
+        "poll", "--driver", plugin("scripted_driver"), "--cycles", "2", "--period", "0"};
+    const std::string table = program().runOnTerminal(arguments).out;
+    EXPECT_THAT(table,
+                HasSubstr("\r\n  cause: channel 7 tells which, when it\r\n    is asked for\r\n"
+                          "   1  server address    a\r\n\x1b[?7h"));
+    // The line that came into being is drawn over as well.
+    EXPECT_THAT(table, ::testing::ContainsRegex("\x1b\\[4A\x1b\\[J[0-9:.]+ cycle 2"));
+    EXPECT_THAT(poll({"--cycles", "1"}).out,
+                HasSubstr("  cause: channel 7 tells which, when it is asked for\n"));
+}
+
 TEST_F(PollTest, JsonKeepsTheDriversOwnTextOffStandardOutput)
 {
     program().script("say loadData[159] failed\ncycle 1\n");
