@@ -3,6 +3,7 @@
 #include "panel/runtime/DisplayText.h"
 #include "panel/runtime/PanelError.h"
 #include "panel/view/Complaint.h"
+#include "panel/view/Output.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -13,10 +14,17 @@
 namespace
 {
 
-// One line on standard error for wrong use, the text itself for --help.
-int mapParseError(const CLI::App& app, const CLI::ParseError& error)
+// The text that --help and --version ask for.
+void showHelp(const CLI::App& app, const CLI::ParseError& error)
 {
-    if (error.get_exit_code() == 0) return app.exit(error);
+    std::ostringstream text;
+    app.exit(error, text, text);
+    panel::Output(panel::Output::DriverText::kMixedIn).write(text.str());
+}
+
+// One line on standard error.
+int complainOfWrongUse(const CLI::App& app, const CLI::ParseError& error)
+{
     std::string text = error.what();
     // What is too much may be a password that was meant for something else.
     const bool secret = app.got_subcommand("write") || app.got_subcommand("send");
@@ -26,6 +34,17 @@ int mapParseError(const CLI::App& app, const CLI::ParseError& error)
     text = text.substr(0, text.find('\n'));
     panel::complain(text + "; see --help");
     return panel::kExitFailed;
+}
+
+// Runs the command that is given.
+void parse(CLI::App& app, int argc, char** argv, int& exitCode)
+{
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) return showHelp(app, error);
+        exitCode = complainOfWrongUse(app, error);
+    }
 }
 
 // An exception from a library's static objects or from a thread of its own.
@@ -70,9 +89,7 @@ int main(int argc, char** argv)
         return panel::kExitFailed;
     }
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return mapParseError(app, error);
+        parse(app, argc, argv, exitCode);
     } catch (const std::exception& error) {
         panel::complain(error.what());
         return panel::kExitFailed;

@@ -1,15 +1,18 @@
 #include "panel/view/Complaint.h"
 
 #include "panel/runtime/DisplayText.h"
+#include "panel/view/WriteAll.h"
 
-#include <cstdio>
+#include <unistd.h>
 
 namespace panel
 {
 
 void complain(const std::string& line)
 {
-    std::fprintf(stderr, "orva-panel: %s\n", displayText(std::string_view(line)).c_str());
+    // Where nobody can read it there is nobody else to tell.
+    static_cast<void>(
+        writeAll(STDERR_FILENO, "orva-panel: " + displayText(std::string_view(line)) + "\n"));
 }
 
 }  // namespace panel

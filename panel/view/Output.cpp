@@ -2,15 +2,14 @@
 
 #include "panel/runtime/DisplayText.h"
 #include "panel/runtime/PanelError.h"
+#include "panel/view/WriteAll.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
@@ -23,24 +22,6 @@ namespace
 constexpr std::size_t kMaxDriverTextBytes = 65536;
 
 bool isTerminal(int fd) { return ::isatty(fd) == 1; }
-
-// False when the other side is gone or full for ever.
-bool writeAll(int fd, std::string_view text)
-{
-    while (!text.empty()) {
-        const ssize_t count = ::write(fd, text.data(), text.size());
-        if (count >= 0) {
-            text.remove_prefix(static_cast<std::size_t>(count));
-        } else if (errno == EAGAIN) {
-            // Whoever shares the descriptor has made it so. A second Ctrl-C ends this wait.
-            pollfd entry = {fd, POLLOUT, 0};
-            ::poll(&entry, 1, -1);
-        } else if (errno != EINTR) {
-            return false;
-        }
-    }
-    return true;
-}
 
 }  // namespace
 

@@ -50,6 +50,16 @@ void openTerminal(int& master, int& slave)
     slave = ::open(::ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
 }
 
+// A pipe of 4096 bytes that does not block.
+void makeSmall(int fd, bool full)
+{
+    const std::string bytes(4096, 'x');
+    if (::fcntl(fd, F_SETPIPE_SZ, 4096) < 0 || ::fcntl(fd, F_SETFL, O_NONBLOCK) != 0 ||
+        (full && ::write(fd, bytes.data(), bytes.size()) != 4096)) {
+        throw std::runtime_error("no small pipe");
+    }
+}
+
 }  // namespace
 
 std::string withoutTimes(const std::string& text)
@@ -128,15 +138,13 @@ void PanelProgram::start(const std::vector<std::string>& arguments, bool termina
     } else if (::pipe2(out, O_CLOEXEC) != 0) {
         throw std::runtime_error("no pipe");
     }
-    if (m_smallPipe &&
-        (::fcntl(out[1], F_SETPIPE_SZ, 4096) < 0 || ::fcntl(out[1], F_SETFL, O_NONBLOCK) != 0)) {
-        throw std::runtime_error("no small pipe");
-    }
+    if (m_smallPipe) makeSmall(out[1], m_fullPipes);
     if (m_errorTerminal) {
         openTerminal(err[0], err[1]);
     } else if (::pipe2(err, O_CLOEXEC) != 0) {
         throw std::runtime_error("no pipe");
     }
+    if (m_fullPipes) makeSmall(err[1], true);
     m_child = ::fork();
     if (m_child == 0) {
         ::dup2(m_outputIsFull ? ::open("/dev/full", O_WRONLY) : out[1], STDOUT_FILENO);

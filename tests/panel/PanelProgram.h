@@ -60,6 +60,9 @@ public:
     void setErrorTerminal() { m_errorTerminal = true; }
     // From now on its standard output is a pipe of 4096 bytes that does not block.
     void setSmallPipe() { m_smallPipe = true; }
+    // From now on its standard output and standard error are such pipes, and full of
+    // "x"; what it writes stands behind these.
+    void setFullPipes() { m_smallPipe = m_fullPipes = true; }
     // How much waits in its standard output to be read.
     int waitingOutput() const;
     // From now on its standard output takes nothing, as on a full disk.
@@ -85,6 +88,7 @@ private:
     bool m_outputIsFull = false;
     bool m_errorTerminal = false;
     bool m_smallPipe = false;
+    bool m_fullPipes = false;
     std::string m_term = "xterm";
     std::string m_driver;
     unsigned short m_rows = 0;

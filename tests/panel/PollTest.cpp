@@ -288,6 +288,27 @@ TEST_F(PollTest, AReaderThatIsSlowLosesNothingOnADescriptorThatDoesNotBlock)
     EXPECT_THAT(result.out, HasSubstr("{\"cycle\":60,"));
 }
 
+TEST_F(PollTest, HelpVersionAndComplaintsWaitForARoomInAFullPipe)
+{
+    const std::vector<std::vector<std::string>> commands = {
+        {"--help"},   {"--version"}, {"poll", "--help"},          {"commands"},
+        {"channels"}, {"pol"},       {"check", "/does/not/exist"}};
+    for (const auto& arguments : commands) {
+        PanelProgram usual(folder());
+        const Finished expected = usual.run(arguments);
+        PanelProgram full(folder());
+        full.setFullPipes();
+        full.start(arguments);
+        // Time for the write that finds the pipe full; nothing tells of it from outside.
+        ::poll(nullptr, 0, 300);
+        const Finished result = full.finish();
+        const std::string before(4096, 'x');
+        EXPECT_EQ(result.out, before + expected.out) << arguments[0];
+        EXPECT_EQ(result.err, before + expected.err) << arguments[0];
+        EXPECT_EQ(result.exitCode, expected.exitCode) << arguments[0];
+    }
+}
+
 TEST_F(PollTest, APeriodOf0DoesNotSpin)
 {
     program().script("cycle 0\n");
