@@ -65,6 +65,15 @@ std::string faultText(int state)
     }
 }
 
+// Why there was no answer, and what it would have been.
+void blameTheService(Explanation& explanation, const std::vector<std::string>& otherCauses)
+{
+    explanation.causes = {lookAtService()};
+    for (const std::string& cause : otherCauses) {
+        explanation.notes.push_back("with a service it would be refused: " + cause);
+    }
+}
+
 }  // namespace
 
 std::string inOneLine(const std::vector<std::string>& texts)
@@ -88,10 +97,7 @@ Explanation explainCommand(std::string_view command, const CallResult& result,
             if (answer && *answer != 0) explanation.notes.push_back(answerText(*answer));
             return explanation;
         case kResultNoService:
-            explanation.causes.push_back(lookAtService());
-            for (const std::string& cause : read.causes) {
-                explanation.notes.push_back("with a service it would be refused: " + cause);
-            }
+            blameTheService(explanation, read.causes);
             break;
         case kResultBadCommand:
             explanation.causes = read.causes;
@@ -140,13 +146,20 @@ Explanation readWrite(int channel, const Value& value)
 
 Explanation explainWrite(int channel, const Value& value, const CallResult& result)
 {
-    Explanation explanation = readWrite(channel, value);
-    if (result.code == kResultNoService) explanation.causes = {lookAtService()};
-    const bool refused = result.code == kResultRefused || result.code == kResultBadCommand;
-    if (refused && explanation.causes.empty()) {
-        explanation.causes = {"the service refused the value"};
-    } else if (!refused && result.code != kResultNoService) {
-        explanation.causes.clear();
+    const Explanation read = readWrite(channel, value);
+    Explanation explanation;
+    explanation.notes = read.notes;
+    switch (result.code) {
+        case kResultNoService:
+            blameTheService(explanation, read.causes);
+            break;
+        case kResultRefused:
+        case kResultBadCommand:
+            explanation.causes = read.causes;
+            if (read.causes.empty()) explanation.causes = {"the service refused the value"};
+            break;
+        default:
+            break;
     }
     return explanation;
 }

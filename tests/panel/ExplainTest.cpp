@@ -217,6 +217,10 @@ TEST_F(ExplainTest, WithoutAServiceTheReasonIsTheService)
                 ElementsAre(HasSubstr("127.0.0.1:9009")));
     EXPECT_THAT(explainWrite(9, std::string("abc123"), {kResultNoService, 0, {}}).causes,
                 ElementsAre(HasSubstr("127.0.0.1:9009")));
+    const Explanation write = explainWrite(10, std::string("user01"), {kResultNoService, 0, {}});
+    EXPECT_THAT(write.causes, ElementsAre(HasSubstr("127.0.0.1:9009")));
+    EXPECT_THAT(write.notes, ElementsAre("with a service it would be refused: the value user01 is "
+                                         "not 6 to 32 letters"));
 }
 
 TEST_F(ExplainTest, AFaultIsTakenFromTheConnectionState)
