@@ -15,9 +15,10 @@ CommandText::CommandText(std::string_view text)
 {
     const std::size_t open = text.find('(');
     const std::size_t close = text.find(')');
-    hasParentheses = open != text.npos && close != text.npos;
+    opens = open != text.npos;
+    closes = close != text.npos;
     word = trimmed(text.substr(0, open));
-    if (!hasParentheses) return;
+    if (!hasParentheses()) return;
     // A ")" in front of the "(" leaves no arguments.
     std::string_view rest = close > open ? text.substr(open + 1, close - open - 1) : "";
     while (true) {

@@ -13,7 +13,9 @@ struct CommandText {
     // ")", and what follows is ignored.
     explicit CommandText(std::string_view text);
 
-    bool hasParentheses = false;
+    bool opens = false;   // there is a "("
+    bool closes = false;  // there is a ")"
+    bool hasParentheses() const { return opens && closes; }
     std::string word;                 // without blanks around it
     std::vector<std::string> fields;  // the same; one that is empty where there is nothing
 };

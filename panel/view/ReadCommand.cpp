@@ -143,17 +143,38 @@ private:
     Explanation m_explanation;
 };
 
+// The command that was meant; null when none comes near.
+const CommandInfo* nearestCommand(const std::string& word)
+{
+    std::vector<std::string> words;
+    for (const CommandInfo& command : kCommands) words.emplace_back(command.word);
+    return findCommand(nearestWord(word, words));
+}
+
 std::string unknownWord(const std::string& text, bool showSecrets)
 {
     // What stands behind the word may be the arguments of one without its parenthesis.
     const std::string word = text.substr(0, text.find_first_of(" \t\r\n\v\f"));
     const std::string shown = word.size() < text.size() && !showSecrets ? word + " " + kMask : text;
-    std::vector<std::string> words;
-    for (const CommandInfo& command : kCommands) words.emplace_back(command.word);
-    const std::string nearest = nearestWord(word, words);
+    const CommandInfo* nearest = nearestCommand(word);
     return displayText(std::string_view(shown)) + " is no command; " +
-           (nearest.empty() ? "orva-panel commands lists them"
-                            : "the nearest is " + formOf(*findCommand(nearest)));
+           (nearest == nullptr ? "orva-panel commands lists them"
+                               : "the nearest is " + formOf(*nearest));
+}
+
+// What is missing of "(" and ")". Nothing of the text is quoted: all of it may be a secret.
+std::string parenthesesMissing(const CommandText& text)
+{
+    const std::string missing = text.opens    ? "the \")\" is missing; "
+                                : text.closes ? "the \"(\" is missing; "
+                                              : "no parentheses; ";
+    const std::string word = text.word.substr(0, text.word.find_first_of(" \t\r\n\v\f)"));
+    if (const CommandInfo* known = findCommand(word)) {
+        return missing + "right would be " + formOf(*known);
+    }
+    const CommandInfo* nearest = nearestCommand(word);
+    return missing + (nearest == nullptr ? "a command has the form NAME(arguments)"
+                                         : "the nearest command is " + formOf(*nearest));
 }
 
 }  // namespace
@@ -165,13 +186,8 @@ Explanation readCommand(std::string_view command, const VariableStore& variables
     if (sameWord(text.word, kWriteWord)) {
         return {{}, {std::string(kWriteWord) + " is no command for scripts: see orva-panel write"}};
     }
+    if (!text.hasParentheses()) return {{parenthesesMissing(text)}, {}};
     const CommandInfo* known = findCommand(text.word);
-    if (!text.hasParentheses) {
-        return {{"no parentheses; " + (known != nullptr ? "right would be " + formOf(*known)
-                                                        : std::string("a command has the form "
-                                                                      "NAME(arguments)"))},
-                {}};
-    }
     if (known == nullptr) return {{unknownWord(text.word, readAs.showSecrets)}, {}};
     if (known->takesAnything) return {};
     const std::size_t given =

@@ -81,6 +81,14 @@ TEST_F(ExplainTest, EachCauseOfCode5IsTold)
         {"STARTVPN", "no parentheses; right would be STARTVPN(address,port,r)"},
         {"", "no parentheses; a command has the form NAME(arguments)"},
         {"hunter22", "no parentheses; a command has the form NAME(arguments)"},
+        {"STARTVPM", "no parentheses; the nearest command is STARTVPN(address,port,r)"},
+        {"stoppvpn r", "no parentheses; the nearest command is STOPVPN(r)"},
+        {"SetVPNPasswd abc123,r", "no parentheses; right would be SetVPNPasswd(password,r)"},
+        {"STOPVPN(r", "the \")\" is missing; right would be STOPVPN(r)"},
+        {"STOPPVPN(", "the \")\" is missing; the nearest command is STOPVPN(r)"},
+        {"Foo(", "the \")\" is missing; a command has the form NAME(arguments)"},
+        {"STOPVPN r)", "the \"(\" is missing; right would be STOPVPN(r)"},
+        {"STOPVPM)", "the \"(\" is missing; the nearest command is STOPVPN(r)"},
         {"STARVPN(address,port,r)",
          "STARVPN is no command; the nearest is STARTVPN(address,port,r)"},
         {"Onlnie(r)", "Onlnie is no command; the nearest is Online(r)"},
@@ -155,6 +163,7 @@ TEST_F(ExplainTest, WhatMayBeASecretIsNotQuoted)
          {"SetVPNPasswd(hunter22,r)", "SetVPNPasswd(r,hunter22)", "SETVPNCA(hunter22,r)",
           "SETVPNCA(name,hunter22)", "SetVPNPasswd(hunter22)", "SetVPNPasswd hunter22,r",
           "hunter22", "SetVPNPasswd hunter22 (r)", "ORVA_WRITE(9=hunter22)",
+          "SetVPNPasswd(hunter22", "SetVPNPaswd hunter22)", "hunter22(", "hunter22)",
           "SetVPNPasswd(hunter-22,r)"}) {
         EXPECT_THAT(causes(command) + notes(command), Not(HasSubstr("unter"))) << command;
     }

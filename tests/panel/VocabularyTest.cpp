@@ -99,13 +99,15 @@ TEST(VocabularyTest, AChannelIsFoundByItsNumberAndByBothOfItsNames)
 TEST(VocabularyTest, ACommandIsTakenApartAsTheDeviceDoes)
 {
     const CommandText text("  setvpnca ( a ,, b) c) ");
-    EXPECT_TRUE(text.hasParentheses);
+    EXPECT_TRUE(text.hasParentheses());
     EXPECT_EQ(text.word, "setvpnca");
     EXPECT_THAT(text.fields, ElementsAre("a", "", "b"));
     EXPECT_THAT(CommandText("A()").fields, ElementsAre(""));
     EXPECT_THAT(CommandText(")A(b").fields, ElementsAre(""));
-    EXPECT_FALSE(CommandText("A(b").hasParentheses);
-    EXPECT_FALSE(CommandText("A)b").hasParentheses);
+    EXPECT_FALSE(CommandText("A(b").hasParentheses());
+    EXPECT_TRUE(CommandText("A(b").opens);
+    EXPECT_FALSE(CommandText("A)b").hasParentheses());
+    EXPECT_TRUE(CommandText("A)b").closes);
     EXPECT_EQ(CommandText("A").word, "A");
 }
 
