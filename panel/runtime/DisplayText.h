@@ -9,7 +9,8 @@
 namespace panel
 {
 
-// Whether the character controls the screen, or turns the direction of what follows.
+// Whether the character controls the screen, breaks the line or turns the direction of
+// what follows, or cannot be seen though it changes how others look.
 bool isControl(std::uint32_t character);
 
 // The text on one line: control characters and what is no UTF-8 are written as \xNN

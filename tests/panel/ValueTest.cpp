@@ -85,6 +85,22 @@ TEST(ValueTest, CharactersThatRuleTheScreenOrTurnTheTextAroundAreWrittenAsBytes)
               "\u00A0\u202F\u2065\U0001F600");
 }
 
+TEST(ValueTest, EachEdgeOfTheControlCharactersIsKnown)
+{
+    const std::pair<std::uint32_t, std::uint32_t> controls[] = {
+        {0x00, 0x1F},     {0x7F, 0x9F},     {0x061C, 0x061C}, {0x200E, 0x200F},
+        {0x2028, 0x202E}, {0x2066, 0x206F}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}};
+    for (const auto& [first, last] : controls) {
+        for (std::uint32_t one = first; one <= last; ++one) EXPECT_TRUE(isControl(one)) << one;
+        EXPECT_TRUE(first == 0 || !isControl(first - 1)) << first;
+        EXPECT_FALSE(isControl(last + 1)) << last;
+    }
+    // A no-break blank, joiners, private and unassigned characters.
+    for (const std::uint32_t text : {0xA0U, 0x200CU, 0x200DU, 0xE000U, 0x0378U, 0x10FFFDU}) {
+        EXPECT_FALSE(isControl(text)) << text;
+    }
+}
+
 TEST(ValueTest, BytesThatAreNoUtf8AreWrittenAsBytes)
 {
     // A byte of Latin-1, a cut character, a long form, a surrogate, one beyond the last.
