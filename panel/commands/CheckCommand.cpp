@@ -7,6 +7,7 @@
 #include "panel/view/Complaint.h"
 #include "panel/view/JsonLines.h"
 #include "panel/view/Output.h"
+#include "panel/view/TimeStamp.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -59,11 +60,11 @@ int check(CheckCommandOptions options)
     }
     const std::vector<Finding> findings = checkLibrary(options.file, options.check);
     Output output(Output::DriverText::kMixedIn);
-    if (!options.json) output.write(displayText(std::string_view(options.file)) + "\n");
+    if (!options.json) output.write(stamped(displayText(std::string_view(options.file))));
     for (const Finding& finding : findings) {
         output.write(options.json ? findingJson(options.file, gradeText(finding.grade),
                                                 finding.subject, finding.text)
-                                  : findingText(finding));
+                                  : stamped(findingText(finding)));
     }
 
     const auto wrong = std::find_if(findings.begin(), findings.end(), [](const Finding& finding) {

@@ -8,6 +8,7 @@
 #include "panel/runtime/PanelError.h"
 #include "panel/view/Complaint.h"
 #include "panel/view/RunView.h"
+#include "panel/view/TimeStamp.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
@@ -69,7 +70,8 @@ int run(const RunOptions& options)
     if (options.check) {
         const std::vector<ProjectRemark> remarks =
             reviewProject(project, variables, options.showSecrets);
-        Output(Output::DriverText::kMixedIn).write(remarksText(remarks, options.json));
+        const std::string text = remarksText(remarks, options.json);
+        Output(Output::DriverText::kMixedIn).write(options.json ? text : stamped(text));
         return wouldBeRefused(remarks) ? kExitDriverCode : kExitDone;
     }
     const std::vector<std::unique_ptr<DriverLibrary>> libraries = loadLibraries(project);
