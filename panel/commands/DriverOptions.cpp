@@ -40,9 +40,11 @@ void DriverOptions::addTo(CLI::App& command)
     command.add_flag("--show-secrets", showSecrets, "Show passwords instead of ********");
 }
 
-std::string DriverOptions::driverLibrary() const
+std::string DriverOptions::driverLibrary() const { return chooseDriver(file); }
+
+std::string chooseDriver(const std::string& option)
 {
-    return chooseDriver(file, std::getenv("ORVA_DRIVER"), ORVA_INSTALLED_DRIVER);
+    return chooseDriver(option, std::getenv("ORVA_DRIVER"), ORVA_INSTALLED_DRIVER);
 }
 
 std::string chooseDriver(const std::string& option, const char* environment,

@@ -28,8 +28,7 @@ struct DriverOptions {
     // Adds the options to a command; this record must outlive its parsing.
     void addTo(CLI::App& command);
 
-    // The driver to load: that of --driver, of the environment's ORVA_DRIVER, or the
-    // installed one. Raises PanelError when there is none of them.
+    // The driver to load. Raises PanelError when there is none.
     std::string driverLibrary() const;
 
     // The stored configuration they stand for, empty for none. Raises PanelError
@@ -37,6 +36,9 @@ struct DriverOptions {
     std::vector<unsigned char> configBlob() const;
 };
 
+// The driver of an option --driver, else that of the environment's ORVA_DRIVER, else the
+// installed one. Raises PanelError when there is none of them.
+std::string chooseDriver(const std::string& option);
 // The first of the three that is not empty; installed counts when the file is there.
 std::string chooseDriver(const std::string& option, const char* environment,
                          const std::string& installed);

@@ -69,8 +69,8 @@ std::vector<ProjectRemark> reviewProject(const Project& project, const VariableS
         remarks.push_back({where, what, std::move(explanation)});
     };
     for (const ProjectDevice& device : project.devices) {
-        add(device.driverKey, displayText(std::string_view(device.driver)),
-            {whatIsWrongWith(device.driver), {}});
+        add(device.driverKey.empty() ? "device '" + device.name + "'" : device.driverKey,
+            displayText(std::string_view(device.driver)), {whatIsWrongWith(device.driver), {}});
     }
     const ReadAs readAs = {showSecrets, Tense::kIs, changingVariables(project)};
     for (const ProjectAction& action : project.actions) {

@@ -11,8 +11,8 @@ namespace panel
 
 // What is to be said about one part of a project before it runs.
 struct ProjectRemark {
-    std::string where;        // "FILE:LINE: key 'KEY' in TABLE"
-    std::string what;         // as it may be shown; empty for a library
+    std::string where;        // "FILE:LINE: key 'KEY' in TABLE", or the device
+    std::string what;         // as it may be shown
     Explanation explanation;  // causes: why it would be refused
 };
 

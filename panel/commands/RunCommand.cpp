@@ -1,5 +1,6 @@
 #include "panel/check/LoadDriver.h"
 #include "panel/commands/Commands.h"
+#include "panel/commands/DriverOptions.h"
 #include "panel/commands/ExitCodes.h"
 #include "panel/commands/OptionChecks.h"
 #include "panel/commands/ProjectReview.h"
@@ -31,6 +32,21 @@ struct RunOptions {
     bool showSecrets = false;
 };
 
+// The option goes before what the file names, and that before what there is besides.
+void chooseDrivers(const std::string& option, const std::string& file, Project& project)
+{
+    for (ProjectDevice& device : project.devices) {
+        if (option.empty() && !device.driver.empty()) continue;
+        try {
+            device.driver = chooseDriver(option);
+        } catch (const PanelError& error) {
+            throw PanelError(file + ": device '" + device.name +
+                             "' has no key 'driver': " + error.what());
+        }
+        device.driverKey.clear();
+    }
+}
+
 // The library of every device, in their order. A driver that does not load ends
 // the run before any device has begun.
 std::vector<std::unique_ptr<DriverLibrary>> loadLibraries(const Project& project)
@@ -57,11 +73,7 @@ int run(const RunOptions& options)
 {
     Project project = loadProject(options.project);
     if (options.durationMs > 0) project.durationMs = options.durationMs;
-    for (ProjectDevice& device : project.devices) {
-        if (options.driver.empty()) continue;
-        device.driver = options.driver;
-        device.driverKey.clear();
-    }
+    chooseDrivers(options.driver, options.project, project);
     VariableStore variables;
     for (const NamedValue& variable : project.variables) {
         // The project was checked: no two have the same name.
@@ -91,8 +103,12 @@ void addRunCommand(CLI::App& app, int& exitCode)
     command->add_option("project", options->project, "The project file")
         ->required()
         ->type_name("PROJECT.toml");
-    command->add_option("--driver", options->driver, "Use this library for every device")
-        ->type_name("LIB");
+    command
+        ->add_option("--driver", options->driver,
+                     "Use this library for every device; else that of the file, else that of "
+                     "ORVA_DRIVER,\nelse the installed one")
+        ->type_name("LIB")
+        ->check(notEmpty("the name of a library"));
     command
         ->add_option("--duration", options->durationMs,
                      "End after this time, whatever the file says")

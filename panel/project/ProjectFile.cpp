@@ -73,8 +73,10 @@ private:
             table.fail("name", "a name without control characters, in UTF-8");
         }
         if (findDevice(device.name)) table.fail("name", "a name that no other device has");
-        device.driver = table.path("driver");
-        device.driverKey = table.where("driver");
+        if (table.has("driver")) {
+            device.driver = table.path("driver");
+            device.driverKey = table.where("driver");
+        }
         device.periodMs = table.number("period_ms", kMinPeriodMs, kMaxTimeMs, kDefaultPeriodMs);
         device.blob = configuration(table);
         device.channels = channels(table);

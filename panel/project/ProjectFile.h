@@ -14,7 +14,7 @@ namespace panel
 
 struct ProjectDevice {
     std::string name;
-    std::string driver;               // path of the library
+    std::string driver;               // path of the library; empty: the file names none
     std::string driverKey;            // where the file names it; empty: it does not
     std::vector<unsigned char> blob;  // stored configuration, empty for none
     ChannelFlags channels{};

@@ -92,7 +92,9 @@ struct Wrong {
 TEST_F(ProjectFileTest, AWrongDeviceGetsLineKeyAndWhatWouldBeRight)
 {
     const Wrong cases[] = {
-        {"[[device]]\nname = \"A\"\n", "1: device: key 'driver' is missing; right would be a text"},
+        {"[[device]]\ndriver = \"A\"\n", "1: device: key 'name' is missing; right would be a text"},
+        {"[[device]]\nname = \"A\"\ndriver = \"\"\n",
+         "3: key 'driver' in device: right would be a text"},
         {"[[device]]\nname = 5\n", "2: key 'name' in device: right would be a text"},
         {"[[device]]\nname = \"\"\n", "2: key 'name' in device: right would be a text"},
         {"\n[device]\nname = \"A\"\n",

@@ -319,7 +319,21 @@ TEST_F(WordsTest, TheDriverMayComeFromTheEnvironment)
     EXPECT_EQ(program().run({"poll", "--cycles", "1"}).exitCode, 0);
     EXPECT_EQ(program().run({"write", "10", "string", "abcdef"}).exitCode, 0);
     EXPECT_EQ(program().run({"send", "REFRESH()"}).exitCode, 1);
+    const std::string without =
+        folder().write("w.toml", "[[device]]\nname = \"A\"\nperiod_ms = 10\n");
+    EXPECT_EQ(program().run({"run", "--duration", "100", without}).exitCode, 0);
+    EXPECT_EQ(program().run({"run", "--check", without}).exitCode, 0);
     program().setDriver("/does/not/exist.so");
+    EXPECT_EQ(program().run({"run", "--duration", "100", project("")}).exitCode, 0);
+    EXPECT_EQ(program()
+                  .run({"run", "--duration", "100", "--driver", plugin("scripted_driver"), without})
+                  .exitCode,
+              0);
+    const Finished wrong = program().run({"run", "--duration", "100", without});
+    EXPECT_EQ(wrong.exitCode, 2);
+    EXPECT_THAT(wrong.err, HasSubstr("'/does/not/exist.so'"));
+    EXPECT_THAT(withoutTimes(program().run({"run", "--check", without}).out),
+                StartsWith("device 'A': /does/not/exist.so\n  cause: "));
     EXPECT_THAT(program().run({"poll", "--cycles", "1"}).err, HasSubstr("'/does/not/exist.so'"));
     EXPECT_EQ(run("poll", {"--cycles", "1"}).exitCode, 0);
 }
