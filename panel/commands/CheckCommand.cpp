@@ -110,7 +110,7 @@ void addCheckCommand(CLI::App& app, int& exitCode)
         "The dry cycle loads the library in a process of its own and polls once; it happens only\n"
         "where the library is for this PC's processor. The exit code is 2 when something is "
         "wrong,\n"
-        "0 otherwise.");
+        "also with the use or the file, 0 otherwise.");
     command->callback([options, &exitCode] { exitCode = check(*options); });
 }
 

@@ -92,7 +92,9 @@ void addCommandsCommand(CLI::App& app, int& exitCode)
     CLI::App* command = app.add_subcommand("commands", "Show the text commands of the device");
     const auto word = std::make_shared<std::string>();
     command->add_option("word", *word, "Only this one, with its arguments")->type_name("WORD");
-    command->footer("The page of the commands tells what each code means.");
+    command->footer(
+        "The page of the commands tells what each code means.\n"
+        "Exit codes: 0 done, 2 wrong use or a word that is no command.");
     command->callback([word, &exitCode] {
         Output(Output::DriverText::kMixedIn).write(commandText(*word));
         exitCode = kExitDone;
@@ -102,6 +104,7 @@ void addCommandsCommand(CLI::App& app, int& exitCode)
 void addChannelsCommand(CLI::App& app, int& exitCode)
 {
     CLI::App* command = app.add_subcommand("channels", "Show the channels of the device");
+    command->footer("Exit codes: 0 done, 2 wrong use.");
     command->callback([&exitCode] {
         Output(Output::DriverText::kMixedIn).write(listOfChannels());
         exitCode = kExitDone;

@@ -157,7 +157,8 @@ void addPollCommand(CLI::App& app, int& exitCode)
     command->footer(
         "Ctrl-C ends the polling after the cycle that is running, a second Ctrl-C at once.\n"
         "The code of a cycle is the state of the VPN. The exit code is 0 when all cycles ran,\n"
-        "whatever their codes; 1 when the driver refused its configuration.\n"
+        "whatever their codes; 1 when the driver refused its configuration; 2 for wrong use, a\n"
+        "library or file that cannot be loaded, or a driver that throws.\n"
         "With --until it is 0 when the state has come, 3 when the time or the cycles were over\n"
         "before, 4 when Ctrl-C came before.");
     command->callback([options, &exitCode] { exitCode = poll(*options); });

@@ -122,6 +122,7 @@ void addRunCommand(CLI::App& app, int& exitCode)
         "Ctrl-C ends the devices after the calls that are running, a second Ctrl-C at once.\n"
         "The exit code is 1 when a driver answered a command, a write or its configuration with\n"
         "another code than 0; the codes of its cycles are the state of the VPN and do not count.\n"
+        "It is 2 for wrong use, a library or file that cannot be loaded, or a driver that throws.\n"
         "With --check it is 1 when something would be refused.");
     command->callback([options, &exitCode] { exitCode = run(*options); });
 }

@@ -100,7 +100,9 @@ void addSendCommand(CLI::App& app, int& exitCode)
         "orva-panel commands lists them. Where the code is not 0 a line tells the cause; a text "
         "that\n"
         "names no variable is noted.\n"
-        "The exit code is 1 when the driver answered a command with another code than 0.");
+        "The exit code is 1 when the driver answered a command or its configuration with another\n"
+        "code than 0; 2 for wrong use, a library or file that cannot be loaded, or a driver that\n"
+        "throws; else 0.");
     command->callback([command, options, &exitCode] {
         options->commands = {options->firstCommand};
         bool optionsOver = false;

@@ -89,7 +89,9 @@ void addWriteCommand(CLI::App& app, int& exitCode)
         ->required();
     command->footer(
         "A value that begins with \"-\" stands behind \"--\": write --driver LIB -- 2 int -1\n"
-        "The exit code is 1 when the driver answered with another code than 0.");
+        "The exit code is 1 when the driver answered the write or its configuration with another\n"
+        "code than 0; 2 for wrong use, a library or file that cannot be loaded, or a driver that\n"
+        "throws; else 0.");
     command->callback([options, &exitCode] { exitCode = write(*options); });
 }
 

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <regex>
+#include <set>
 #include <sstream>
 
 namespace
@@ -196,6 +197,47 @@ TEST_F(WordsTest, CommandsAndChannelsPrintWhatThereIs)
     EXPECT_EQ(linesOf(channels.out).size(), 11U);
     EXPECT_THAT(channels.out, HasSubstr(" 9  VPN password      VPN密码         text    6 to 32"));
     EXPECT_THAT(channels.out, HasSubstr("10  VPN user name     VPN用户名       text    6 to 32"));
+}
+
+TEST_F(WordsTest, TheHelpOfEveryCommandTellsItsExitCodes)
+{
+    for (const char* command :
+         {"poll", "send", "write", "run", "blob", "check", "commands", "channels"}) {
+        const Finished help = program().run({command, "--help"});
+        EXPECT_EQ(help.exitCode, 0) << command;
+        const std::size_t begin = help.out.find("xit code");
+        ASSERT_NE(begin, std::string::npos) << command;
+        const std::string codes = help.out.substr(begin);
+        for (const char* code : {"0", "2"}) {
+            EXPECT_THAT(codes, ContainsRegex(std::string("[^0-9]") + code + "[^0-9]")) << command;
+        }
+        EXPECT_THAT(codes, HasSubstr("wrong")) << command;
+    }
+}
+
+TEST_F(WordsTest, TheStatesThatCanBeWaitedForAreThoseOfThePage)
+{
+    const std::string says = run("poll", {"--until", "up"}).err;
+    const std::size_t begin = says.find("must be one of ") + 15;
+    std::set<std::string> states;
+    std::istringstream names(says.substr(begin, says.find(';') - begin));
+    for (std::string name; std::getline(names >> std::ws, name, ',');) states.insert(name);
+    EXPECT_EQ(states.size(), 6U);
+
+    std::ifstream file(PANEL_DOCS "/channels.md");
+    const std::string page((std::istreambuf_iterator<char>(file)),
+                           std::istreambuf_iterator<char>());
+    const std::size_t start = page.find("take `--until`: ") + 16;
+    const std::string list = page.substr(start, page.find('.', start) - start);
+    const std::regex word("`([a-z-]+)`(?: \\(([0-9]+)\\))?");
+    std::set<std::string> said;
+    for (std::sregex_iterator at(list.begin(), list.end(), word), end; at != end; ++at) {
+        said.insert((*at)[1]);
+        if (!(*at)[2].matched) continue;
+        program().script("cycle " + (*at)[2].str() + "\n");
+        EXPECT_EQ(run("poll", {"--until", (*at)[1], "--cycles", "1"}).exitCode, 0) << at->str();
+    }
+    EXPECT_EQ(said, states);
 }
 
 TEST_F(WordsTest, CheckAsJsonIsOneObjectForEachFinding)
