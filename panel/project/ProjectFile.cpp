@@ -1,5 +1,6 @@
 #include "panel/project/ProjectFile.h"
 
+#include "panel/project/ProjectKeys.h"
 #include "panel/project/ProjectTable.h"
 #include "panel/project/TomlLimits.h"
 #include "panel/runtime/ConfigBlob.h"
@@ -32,26 +33,20 @@ public:
 
     Project read()
     {
-        const ProjectTable top(m_file, m_root, "the project",
-                               {"duration_ms", "watchdog_ms", "device", "variable", "action"});
+        const ProjectTable top(m_file, m_root, "the project", kProjectKeys);
         m_project.durationMs = top.number("duration_ms", 1, kMaxTimeMs, 0);
         m_project.watchdogMs =
             top.number("watchdog_ms", kMinWatchdogMs, kMaxTimeMs, kDefaultWatchdogMs);
-        eachOf(top, "device",
-               {"name", "driver", "max_channel", "blob", "no_config", "channels", "period_ms"},
-               [this](const ProjectTable& table) { addDevice(table); });
+        eachOf(top, "device", kDeviceKeys, [this](const ProjectTable& table) { addDevice(table); });
         if (m_project.devices.empty()) top.fail("device", "a table [[device]]");
-        eachOf(top, "variable", {"name", "type", "value"},
+        eachOf(top, "variable", kVariableKeys,
                [this](const ProjectTable& table) { addVariable(table); });
-        eachOf(top, "action",
-               {"device", "at_ms", "every_ms", "times", "when", "command", "write", "set"},
-               [this](const ProjectTable& table) { addAction(table); });
+        eachOf(top, "action", kActionKeys, [this](const ProjectTable& table) { addAction(table); });
         return std::move(m_project);
     }
 
 private:
-    void eachOf(const ProjectTable& top, std::string_view name,
-                std::initializer_list<std::string_view> known,
+    void eachOf(const ProjectTable& top, std::string_view name, KeyList known,
                 const std::function<void(const ProjectTable&)>& add)
     {
         if (!top.has(name)) return;

@@ -1,10 +1,14 @@
 #include "panel/project/ProjectFile.h"
+#include "panel/project/ProjectKeys.h"
 #include "panel/runtime/ConfigBlob.h"
 #include "panel/runtime/PanelError.h"
 #include "tests/panel/PanelProgram.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <fstream>
+#include <map>
+#include <regex>
 
 namespace panel
 {
@@ -255,6 +259,87 @@ TEST_F(ProjectFileTest, NoTruncationDoesHarm)
         }
     }
     EXPECT_EQ(load(whole).actions.size(), 1U);
+}
+
+// The rows of the tables below "## Keys", each with the table that they belong to: "" is
+// the top of the file.
+struct PageKey {
+    std::string table;
+    std::string key;
+    std::string value;
+    std::string otherwise;
+};
+std::vector<PageKey> keysOfThePage()
+{
+    std::vector<PageKey> keys;
+    std::ifstream file(PANEL_DOCS "/project-files.md");
+    const std::regex row("\\| `([a-z_]+)` \\| (.*?) \\|(?: (.*?) ?\\|)?");
+    const std::regex heading("`\\[\\[([a-z]+)\\]\\]`.*");
+    std::string table;
+    std::string line;
+    while (std::getline(file, line) && line != "## Keys") continue;
+    while (std::getline(file, line) && line.rfind("## ", 0) != 0) {
+        std::smatch match;
+        if (std::regex_match(line, match, heading)) table = match[1];
+        if (std::regex_match(line, match, row))
+            keys.push_back({table, match[1], match[2], match[3]});
+    }
+    return keys;
+}
+
+TEST_F(ProjectFileTest, ThePageHasTheKeysOfTheProgramInTheirOrder)
+{
+    std::map<std::string, std::vector<std::string>> page;
+    std::vector<std::string> tables;
+    for (const PageKey& one : keysOfThePage()) {
+        if (!one.table.empty() && page.count(one.table) == 0) tables.push_back(one.table);
+        page[one.table].push_back(one.key);
+    }
+    page[""].insert(page[""].end(), tables.begin(), tables.end());
+    const std::pair<const char*, KeyList> program[] = {{"", kProjectKeys},
+                                                       {"device", kDeviceKeys},
+                                                       {"variable", kVariableKeys},
+                                                       {"action", kActionKeys}};
+    for (const auto& [table, keys] : program) {
+        EXPECT_EQ(page[table], std::vector<std::string>(keys.begin(), keys.end())) << table;
+    }
+    EXPECT_EQ(page.size(), std::size(program));
+}
+
+TEST_F(ProjectFileTest, TheRangesAndTheRequiredKeysOfThePageAreThoseOfTheProgram)
+{
+    const std::regex range("([0-9]+) to ([0-9]+)");
+    std::size_t ranges = 0;
+    std::size_t required = 0;
+    for (const PageKey& one : keysOfThePage()) {
+        // The table with this key; at the top it stands in front of the device.
+        const auto with = [&one](const std::string& line) {
+            if (one.table.empty()) return line + kDevice;
+            const std::string head = one.table == "device" ? "" : std::string(kDevice) + kVariable;
+            return head + "[[" + one.table + "]]\n" + line;
+        };
+        std::smatch numbers;
+        if (std::regex_search(one.value, numbers, range) && one.key != "write") {
+            ++ranges;
+            const std::string says =
+                "a whole number from " + numbers[1].str() + " to " + numbers[2].str();
+            for (const long long outside :
+                 {std::stoll(numbers[1]) - 1, std::stoll(numbers[2]) + 1}) {
+                const std::string name = one.table == "device" ? "name = \"B\"\n" : "";
+                EXPECT_THAT(errorOf(with(name + one.key + " = " + std::to_string(outside) + "\n")),
+                            HasSubstr("key '" + one.key + "' in "))
+                    << outside;
+                EXPECT_THAT(errorOf(with(name + one.key + " = " + std::to_string(outside) + "\n")),
+                            HasSubstr(says));
+            }
+        }
+        if (one.otherwise == "required") {
+            ++required;
+            EXPECT_THAT(errorOf(with("")), HasSubstr("key '" + one.key + "' is missing"));
+        }
+    }
+    EXPECT_EQ(ranges, 6U);
+    EXPECT_EQ(required, 1U);
 }
 
 }  // namespace

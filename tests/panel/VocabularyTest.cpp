@@ -1,14 +1,17 @@
 #include "device/DevTables.h"
+#include "host/StatusCodes.h"
 #include "panel/runtime/ChannelTable.h"
 #include "panel/runtime/CommandTable.h"
 #include "panel/runtime/CommandText.h"
 #include "panel/runtime/NearestWord.h"
+#include "panel/view/CodeNames.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <fstream>
 #include <map>
 #include <regex>
+#include <set>
 #include <sstream>
 
 namespace panel
@@ -65,6 +68,43 @@ TEST(VocabularyTest, ThePageOfTheChannelsSaysWhatTheTableSays)
         EXPECT_EQ(cells[3].find("can be written") != std::string::npos, channel->write != nullptr);
     }
     EXPECT_EQ(found, kChannels.size());
+}
+
+// The codes of a page's tables of codes, in the order of these.
+std::vector<std::set<int>> codesOf(const std::string& page)
+{
+    std::vector<std::set<int>> tables;
+    const std::regex number("(-?[0-9]+)|0x[0-9A-F]+ \\((-[0-9]+)\\)");
+    for (const auto& cells : rowsOf(page)) {
+        if (cells.size() != 2) continue;
+        if (cells[0] == "Code") tables.emplace_back();
+        std::smatch match;
+        if (tables.empty() || !std::regex_match(cells[0], match, number)) continue;
+        tables.back().insert(std::stoi(match[1].matched ? match[1] : match[2]));
+    }
+    return tables;
+}
+
+TEST(VocabularyTest, ThePagesHaveTheCodesThatTheProgramHasWordsFor)
+{
+    const std::vector<std::set<int>> channels = codesOf("channels.md");
+    const std::vector<std::set<int>> commands = codesOf("commands.md");
+    ASSERT_EQ(channels.size(), 2U);
+    ASSERT_EQ(commands.size(), 1U);
+    const std::pair<CodeOf, std::set<int>> pages[] = {{CodeOf::kCollect, channels[0]},
+                                                      {CodeOf::kWrite, channels[1]},
+                                                      {CodeOf::kCommand, commands[0]}};
+    std::set<int> all = {kStatusFailed};
+    for (int code = -1000; code <= 1000; ++code) all.insert(code);
+    for (const auto& [call, page] : pages) {
+        for (const int code : all) {
+            const bool known = meaningOf(call, code) != "unknown code";
+            // The answer to a write that was sent as a command stands on the page of the channels.
+            const bool elsewhere = code == kResultMalformedWrite && call == CodeOf::kCommand;
+            EXPECT_EQ(page.count(code) == 1, known && !elsewhere)
+                << static_cast<int>(call) << ": " << code;
+        }
+    }
 }
 
 TEST(VocabularyTest, TheDriverHasTheSameWordsAndChannels)
