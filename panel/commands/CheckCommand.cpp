@@ -95,7 +95,7 @@ void addCheckCommand(CLI::App& app, int& exitCode)
             "--library-path", options->check.folders,
             "Look here first for the libraries it needs, for example in a copy of the panel's")
         ->type_name("DIR")
-        ->check(CLI::ExistingDirectory)
+        ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
         ->allow_extra_args(false);
     command
         ->add_option("--runtime", options->check.runtime,

@@ -7,7 +7,6 @@
 #include "panel/commands/SlowCallNotice.h"
 #include "panel/runtime/ChannelList.h"
 #include "panel/runtime/DeviceSession.h"
-#include "panel/runtime/ServiceProbe.h"
 #include "panel/runtime/StopSignal.h"
 #include "panel/view/Complaint.h"
 #include "panel/view/CycleView.h"
@@ -27,7 +26,6 @@ namespace
 constexpr int kMaxPeriodMs = 24 * 60 * 60 * 1000;
 constexpr int kMaxCycles = 1000000000;
 constexpr int kMaxTimeoutS = 24 * 60 * 60;
-constexpr std::chrono::milliseconds kPatience{500};
 
 // The states that can be waited for, by the code of a cycle.
 const std::map<std::string, int> kStates = {{"connected", kResultOk},
@@ -60,8 +58,7 @@ public:
 
     Polling(const PollOptions& options, DeviceSession& session, ICycleView& view)
         : m_options(options), m_session(session), m_view(view), m_notice(kPatience, [this] {
-              complain("cycle " + std::to_string(m_cycle) + ": the driver is still waiting; " +
-                       lookAtService());
+              complain("cycle " + std::to_string(m_cycle) + ": " + stillWaitingText());
           })
     {
         if (!options.until.empty()) m_until = kStates.at(options.until);

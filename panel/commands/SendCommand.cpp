@@ -3,10 +3,13 @@
 #include "panel/commands/Commands.h"
 #include "panel/commands/DriverOptions.h"
 #include "panel/commands/ExitCodes.h"
+#include "panel/commands/SlowCallNotice.h"
+#include "panel/commands/WrongUse.h"
 #include "panel/runtime/DeviceSession.h"
 #include "panel/runtime/DisplayText.h"
 #include "panel/runtime/PanelError.h"
 #include "panel/view/CodeNames.h"
+#include "panel/view/Complaint.h"
 #include "panel/view/Explain.h"
 #include "panel/view/JsonLines.h"
 #include "panel/view/Output.h"
@@ -53,10 +56,13 @@ int send(const SendOptions& options)
     if (!initOrComplain(session, blob)) return kExitDriverCode;
 
     int exitCode = kExitDone;
+    SlowCallNotice notice(kPatience, [] { complain(stillWaitingText()); });
     for (const std::string& command : options.commands) {
         const bool secrets = options.driver.showSecrets;
         const Explanation read = readCommand(command, variables, {secrets});
+        notice.callBegins();
         CallResult result = session.command(command);
+        notice.callEnded();
         std::string shown = command;
         if (!secrets) {
             shown = maskCommand(command, variables);
@@ -110,7 +116,8 @@ void addSendCommand(CLI::App& app, int& exitCode)
             if (!optionsOver && more == "--") {
                 optionsOver = true;
             } else if (!optionsOver && !more.empty() && more.front() == '-') {
-                throw PanelError("send: an unknown option; see --help");
+                throw PanelError("send: an unknown option" + nearestOption(*command, more) +
+                                 "; see --help");
             } else {
                 options->commands.push_back(more);
             }

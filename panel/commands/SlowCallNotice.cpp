@@ -1,7 +1,11 @@
 #include "panel/commands/SlowCallNotice.h"
 
+#include "panel/runtime/ServiceProbe.h"
+
 namespace panel
 {
+
+std::string stillWaitingText() { return "the driver is still waiting; " + lookAtService(); }
 
 SlowCallNotice::SlowCallNotice(std::chrono::milliseconds patience, std::function<void()> tell)
     : m_patience(patience), m_tell(std::move(tell)), m_thread([this] { work(); })

@@ -4,10 +4,17 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <string>
 #include <thread>
 
 namespace panel
 {
+
+// Of a person, with a call that shows nothing.
+constexpr std::chrono::milliseconds kPatience{500};
+
+// What is said then.
+std::string stillWaitingText();
 
 // Tells, from a thread of its own, when a call of the driver takes long: nobody
 // should look at an empty screen for the ten seconds after which it gives up.

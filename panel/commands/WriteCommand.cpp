@@ -3,10 +3,12 @@
 #include "panel/commands/Commands.h"
 #include "panel/commands/DriverOptions.h"
 #include "panel/commands/ExitCodes.h"
+#include "panel/commands/SlowCallNotice.h"
 #include "panel/runtime/DeviceSession.h"
 #include "panel/runtime/NearestWord.h"
 #include "panel/runtime/PanelError.h"
 #include "panel/view/CodeNames.h"
+#include "panel/view/Complaint.h"
 #include "panel/view/Explain.h"
 #include "panel/view/JsonLines.h"
 #include "panel/view/Output.h"
@@ -57,7 +59,10 @@ int write(const WriteOptions& options)
     DeviceSession session(*library, options.driver.device, variables);
     if (!initOrComplain(session, blob)) return kExitDriverCode;
 
+    SlowCallNotice notice(kPatience, [] { complain(stillWaitingText()); });
+    notice.callBegins();
     const CallResult result = session.write(channel, value);
+    notice.callEnded();
     const bool secrets = options.driver.showSecrets;
     const Explanation explanation = explainWrite(channel, value, result);
     output.write(

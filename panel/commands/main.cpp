@@ -1,7 +1,6 @@
 #include "panel/commands/Commands.h"
 #include "panel/commands/ExitCodes.h"
-#include "panel/runtime/DisplayText.h"
-#include "panel/runtime/PanelError.h"
+#include "panel/commands/WrongUse.h"
 #include "panel/view/Complaint.h"
 #include "panel/view/Output.h"
 
@@ -22,20 +21,6 @@ void showHelp(const CLI::App& app, const CLI::ParseError& error)
     panel::Output(panel::Output::DriverText::kMixedIn).write(text.str());
 }
 
-// One line on standard error.
-int complainOfWrongUse(const CLI::App& app, const CLI::ParseError& error)
-{
-    std::string text = error.what();
-    // What is too much may be a password that was meant for something else.
-    const bool secret = app.got_subcommand("write") || app.got_subcommand("send");
-    if (secret && dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
-        text = "an unknown option, or more arguments than expected";
-    }
-    text = text.substr(0, text.find('\n'));
-    panel::complain(text + "; see --help");
-    return panel::kExitFailed;
-}
-
 // Runs the command that is given.
 void parse(CLI::App& app, int argc, char** argv, int& exitCode)
 {
@@ -43,7 +28,8 @@ void parse(CLI::App& app, int argc, char** argv, int& exitCode)
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return showHelp(app, error);
-        exitCode = complainOfWrongUse(app, error);
+        panel::complain(panel::wrongUse(app, error) + "; see --help");
+        exitCode = panel::kExitFailed;
     }
 }
 
@@ -84,8 +70,7 @@ int main(int argc, char** argv)
                            [&word](const CLI::App* one) { return one->get_name() == word; });
     };
     if (argc > 1 && argv[1][0] != '-' && !isCommand(argv[1])) {
-        panel::complain("unknown command '" + panel::displayText(std::string_view(argv[1])) +
-                        "'; see --help");
+        panel::complain(panel::unknownCommand(app, argv[1]) + "; see --help");
         return panel::kExitFailed;
     }
     try {

@@ -357,11 +357,37 @@ TEST_F(PollTest, ANumberOutOfRangeIsAnsweredWithTheRange)
 
 TEST_F(PollTest, AnUnknownCommandIsNamed)
 {
-    EXPECT_EQ(program().run({"pol"}).err, "orva-panel: unknown command 'pol'; see --help\n");
+    EXPECT_EQ(program().run({"pol"}).err,
+              "orva-panel: unknown command 'pol'; the nearest is 'poll'; see --help\n");
     EXPECT_EQ(program().run({"pol"}).exitCode, 2);
+    EXPECT_EQ(program().run({"serve"}).err, "orva-panel: unknown command 'serve'; see --help\n");
     const Finished version = program().run({"--version"});
     EXPECT_EQ(version.exitCode, 0);
     EXPECT_THAT(version.out, ::testing::StartsWith("orva-panel "));
+}
+
+TEST_F(PollTest, AnUnknownOptionIsNamedWithTheNearestOne)
+{
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{"poll", "--drivr", "x"}, "unknown option '--drivr'; the nearest is '--driver'"},
+        {{"poll", "--cycels=5"}, "unknown option '--cycels=5'; the nearest is '--cycles'"},
+        {{"poll", "-x"}, "unknown option '-x'"},
+        {{"--vers"}, "unknown option '--vers'; the nearest is '--version'"},
+        {{"--json", "poll"}, "unknown option '--json' in front of the command"},
+        {{"channels", "9"}, "'9' was not expected"},
+        {{"channels", "a", "b"}, "'a' was not expected"},
+        {{}, "A subcommand is required"},
+    };
+    for (const auto& [arguments, says] : cases) {
+        const Finished result = program().run(arguments);
+        EXPECT_EQ(result.err, "orva-panel: " + std::string(says) + "; see --help\n");
+        EXPECT_EQ(result.exitCode, 2);
+    }
+    EXPECT_EQ(program().run({"send", "A()", "--drivr", "hunter22"}).err,
+              "orva-panel: send: an unknown option; the nearest is '--driver'; see --help\n");
+    EXPECT_EQ(program().run({"write", "--drivr", "hunter22", "9", "string", "hunter22"}).err,
+              "orva-panel: an unknown option, or more arguments than expected; the nearest is "
+              "'--driver'; see --help\n");
 }
 
 TEST_F(PollTest, HelpTellsTheExitCodes)

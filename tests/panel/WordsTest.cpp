@@ -354,6 +354,23 @@ TEST_F(WordsTest, ACallThatTakesLongIsToldWhileItRuns)
     EXPECT_EQ(linesOf(result.err).size(), 1U);
 }
 
+TEST_F(WordsTest, SendAndWriteTellOfASlowCallToo)
+{
+    const std::vector<std::vector<std::string>> commands = {{"send", "REFRESH()"},
+                                                            {"write", "10", "string", "abcdef"}};
+    for (std::vector<std::string> arguments : commands) {
+        const std::string go = folder().path(arguments[0]);
+        program().script("slow " + go + "\ncommand REFRESH 0\n");
+        arguments.insert(arguments.begin() + 1, {"--driver", plugin("scripted_driver")});
+        program().start(arguments);
+        EXPECT_TRUE(program().waitForOutput("orva-panel: the driver is still waiting; "));
+        folder().write(arguments[0], "");
+        const Finished result = program().finish();
+        EXPECT_EQ(result.exitCode, 0);
+        EXPECT_EQ(linesOf(result.err).size(), 1U);
+    }
+}
+
 TEST_F(WordsTest, TheDriverMayComeFromTheEnvironment)
 {
     program().script("cycle 0\n");

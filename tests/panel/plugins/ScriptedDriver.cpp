@@ -5,6 +5,7 @@
 //   command WORD CODE [NAME=VALUE]...   what a command writes, by the variable's type
 //   write CODE
 //   hold NAME FILE              collections of the device wait, for 20 s at most, until FILE exists
+//   slow FILE                   commands and writes wait for it in the same way
 //   feed                        a device that waits feeds the host's watchdog
 //   say TEXT                    collections print TEXT on standard output
 //   pid                         collections note the number of the process
@@ -50,6 +51,7 @@ struct Script {
     std::map<std::string, Step> commands;
     std::string holdName;
     std::string holdFile;
+    std::string slowFile;
     std::string say;
     bool feed = false;
     bool crash = false;
@@ -91,6 +93,7 @@ Script readScript(const char* path)
         if (statement == "cycle") script.cycles.push_back(readStep(words));
         if (statement == "command" && words >> word) script.commands[word] = readStep(words);
         if (statement == "hold") words >> script.holdName >> script.holdFile;
+        if (statement == "slow") words >> script.slowFile;
         if (statement == "say") std::getline(words >> std::ws, script.say);
         if (statement == "feed") script.feed = true;
         if (statement == "crash") script.crash = true;
@@ -177,6 +180,7 @@ public:
         useCommunication();
         log(std::string("command ") + szCmd);
         throwIn(m_script, "command");
+        if (!m_script.slowFile.empty()) waitForFile(m_script.slowFile, m_script.feed);
         const std::string command = szCmd;
         const auto found = m_script.commands.find(command.substr(0, command.find('(')));
         if (found == m_script.commands.end()) return 5;
@@ -192,6 +196,7 @@ public:
         if (type == DATATYPE_STRING) line << static_cast<char*>(pValue);
         log(line.str());
         throwIn(m_script, "write");
+        if (!m_script.slowFile.empty()) waitForFile(m_script.slowFile, m_script.feed);
         return m_script.writeCode;
     }
     int UpdataCommunication(ICommunication* pComm) override
