@@ -18,7 +18,10 @@ std::string nearestOf(const std::string& word, const std::vector<std::string>& w
     return nearest.empty() ? "" : "; the nearest is '" + dashes + nearest + "'";
 }
 
-bool isOption(const std::string& text) { return text.size() > 1 && text.front() == '-' && text != "--"; }
+bool isOption(const std::string& text)
+{
+    return text.size() > 1 && text.front() == '-' && text != "--";
+}
 
 }  // namespace
 

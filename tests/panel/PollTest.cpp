@@ -288,7 +288,7 @@ TEST_F(PollTest, AReaderThatIsSlowLosesNothingOnADescriptorThatDoesNotBlock)
     EXPECT_THAT(result.out, HasSubstr("{\"cycle\":60,"));
 }
 
-TEST_F(PollTest, HelpVersionAndComplaintsWaitForARoomInAFullPipe)
+TEST_F(PollTest, HelpVersionAndComplaintsWaitForRoomInAFullPipe)
 {
     const std::vector<std::vector<std::string>> commands = {
         {"--help"},   {"--version"}, {"poll", "--help"},          {"commands"},
