@@ -1,8 +1,8 @@
+#include "common/NearestWord.h"
 #include "panel/commands/Commands.h"
 #include "panel/commands/ExitCodes.h"
 #include "panel/runtime/ChannelTable.h"
 #include "panel/runtime/CommandTable.h"
-#include "panel/runtime/NearestWord.h"
 #include "panel/runtime/PanelError.h"
 #include "panel/view/Columns.h"
 #include "panel/view/Output.h"
@@ -64,7 +64,7 @@ std::string commandText(const std::string& word)
     if (const CommandInfo* command = findCommand(word)) return oneCommand(*command);
     std::vector<std::string> words;
     for (const CommandInfo& command : kCommands) words.emplace_back(command.word);
-    const std::string nearest = nearestWord(word, words);
+    const std::string nearest = common::nearestWord(word, words);
     throw PanelError(
         "'" + word + "' is no command" +
         (nearest.empty() ? "; orva-panel commands lists them" : "; the nearest is " + nearest));

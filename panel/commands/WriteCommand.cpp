@@ -1,3 +1,4 @@
+#include "common/NearestWord.h"
 #include "host/StatusCodes.h"
 #include "panel/check/LoadDriver.h"
 #include "panel/commands/Commands.h"
@@ -5,7 +6,6 @@
 #include "panel/commands/ExitCodes.h"
 #include "panel/commands/SlowCallNotice.h"
 #include "panel/runtime/DeviceSession.h"
-#include "panel/runtime/NearestWord.h"
 #include "panel/runtime/PanelError.h"
 #include "panel/view/CodeNames.h"
 #include "panel/view/Complaint.h"
@@ -40,7 +40,7 @@ int channelOf(const std::string& text)
         names.emplace_back(channel.name);
         names.emplace_back(channel.projectName);
     }
-    const std::string nearest = nearestWord(text, names);
+    const std::string nearest = common::nearestWord(text, names);
     throw PanelError("no channel has that number or name" +
                      (nearest.empty() ? "" : "; the nearest is '" + nearest + "'") +
                      "; orva-panel channels lists them");

@@ -1,6 +1,6 @@
 #include "panel/commands/WrongUse.h"
 
-#include "panel/runtime/NearestWord.h"
+#include "common/NearestWord.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace
 std::string nearestOf(const std::string& word, const std::vector<std::string>& words,
                       const std::string& dashes)
 {
-    const std::string nearest = nearestWord(word, words);
+    const std::string nearest = common::nearestWord(word, words);
     return nearest.empty() ? "" : "; the nearest is '" + dashes + nearest + "'";
 }
 

@@ -1,8 +1,8 @@
 #include "panel/project/ProjectFile.h"
 
+#include "common/TomlLimits.h"
 #include "panel/project/ProjectKeys.h"
 #include "panel/project/ProjectTable.h"
-#include "panel/project/TomlLimits.h"
 #include "panel/runtime/ConfigBlob.h"
 #include "panel/runtime/DeviceSession.h"
 #include "panel/runtime/DisplayText.h"
@@ -202,9 +202,9 @@ Project loadProject(const std::string& path)
 {
     const std::vector<unsigned char> bytes = readFile(path, kMaxProjectBytes);
     const std::string text(bytes.begin(), bytes.end());
-    const std::size_t deep = lineThatIsTooDeep(text);
+    const std::size_t deep = common::lineThatIsTooDeep(text);
     if (deep != 0) {
-        const std::string most = std::to_string(kMaxTomlDepth);
+        const std::string most = std::to_string(common::kMaxTomlDepth);
         throw PanelError(path + ":" + std::to_string(deep) + ": too deep; right would be at most " +
                          most + " names in a key and " + most + " brackets in each other");
     }

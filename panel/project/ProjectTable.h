@@ -1,8 +1,8 @@
 #pragma once
 
+#include "common/Toml.h"
 #include "panel/runtime/Value.h"
 
-#include <toml++/toml.h>
 #include <initializer_list>
 #include <optional>
 #include <string>

@@ -1,21 +1,16 @@
 #pragma once
 
+#include "common/DisplayText.h"
 #include "panel/runtime/Value.h"
 
-#include <cstdint>
 #include <string>
-#include <string_view>
 
 namespace panel
 {
 
-// Whether the character controls the screen, breaks the line or turns the direction of
-// what follows, or cannot be seen though it changes how others look.
-bool isControl(std::uint32_t character);
+using common::displayText;
+using common::isControl;
 
-// The text on one line: control characters and what is no UTF-8 are written as \xNN
-// for each byte.
-std::string displayText(std::string_view text);
 // The same of a value; numbers as short as they can be read back.
 std::string displayText(const Value& value);
 

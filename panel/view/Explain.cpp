@@ -1,5 +1,6 @@
 #include "panel/view/Explain.h"
 
+#include "common/Reasons.h"
 #include "host/StatusCodes.h"
 #include "panel/runtime/ArgumentRules.h"
 #include "panel/runtime/CommandTable.h"
@@ -23,9 +24,11 @@ std::string answerText(int answer)
         case 1:
             return text + ": an argument is invalid";
         case 2:
-            return text + ": valid, but not possible now or not stored";
+            return text + ": valid, but not possible now, not stored or not allowed";
         case 3:
             return text + ": could not be stored";
+        case 4:
+            return text + ": this user may not change the VPN";
         case kResultBadCommand:
             return "the driver refused an argument";
         default:
@@ -55,14 +58,10 @@ std::string writtenText(const Value& value)
 
 std::string faultText(int state)
 {
-    switch (state) {
-        case 101:
-            return "the server refused user name or password (connection state 101)";
-        case 102:
-            return "the server's certificate does not fit the CA (connection state 102)";
-        default:
-            return "connection state " + std::to_string(state);
-    }
+    const std::string number = "connection state " + std::to_string(state);
+    const common::ReasonText* const reason = common::findReason(state - common::kStateFaultBase);
+    if (reason == nullptr) return number;
+    return number + ": " + reason->english + " " + reason->remedyEnglish;
 }
 
 // Why there was no answer, and what it would have been.

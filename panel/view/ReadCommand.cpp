@@ -1,10 +1,10 @@
 #include "panel/view/Explain.h"
 
+#include "common/NearestWord.h"
 #include "panel/runtime/ArgumentRules.h"
 #include "panel/runtime/CommandTable.h"
 #include "panel/runtime/CommandText.h"
 #include "panel/runtime/DisplayText.h"
-#include "panel/runtime/NearestWord.h"
 
 namespace panel
 {
@@ -54,7 +54,7 @@ private:
     // "r is no variable", with the one that may have been meant.
     std::string noVariable() const
     {
-        const std::string nearest = nearestWord(*m_field, m_variables.names());
+        const std::string nearest = common::nearestWord(*m_field, m_variables.names());
         return (m_field->empty() ? what() + " is empty and names no variable"
                                  : shown() + " is no variable") +
                (nearest.empty() ? "" : " (" + nearest + " is one)");
@@ -148,7 +148,7 @@ const CommandInfo* nearestCommand(const std::string& word)
 {
     std::vector<std::string> words;
     for (const CommandInfo& command : kCommands) words.emplace_back(command.word);
-    return findCommand(nearestWord(word, words));
+    return findCommand(common::nearestWord(word, words));
 }
 
 std::string unknownWord(const std::string& text, bool showSecrets)

@@ -192,7 +192,7 @@ TEST_F(ExplainTest, TheAnswerOfTheServiceIsToldWhereTheCommandItselfIsRight)
     EXPECT_EQ(inOneLine(explain("SETVPNSERVER(name,1,r)", kResultBadCommand, {{"r", 1}}).causes),
               "the service answered 1: an argument is invalid");
     EXPECT_EQ(inOneLine(explain("SETVPNSERVER(name,1,r)", kResultNotNow, {{"r", 2}}).causes),
-              "the service answered 2: valid, but not possible now or not stored");
+              "the service answered 2: valid, but not possible now, not stored or not allowed");
     EXPECT_EQ(inOneLine(explain("STARTVPN(name,port,r)", kResultBadCommand, {{"r", 1}}).causes),
               causes("STARTVPN(name,port,r)"));
     // Whatever number a driver writes, also one that is no whole number.
@@ -237,11 +237,15 @@ TEST_F(ExplainTest, AFaultIsTakenFromTheConnectionState)
     const auto cause = [](int code, std::map<int, Value> channels) {
         return inOneLine(explainCycle({1, code, 0, std::move(channels)}).causes);
     };
-    EXPECT_EQ(cause(kResultVpnOther, {{7, 101}}),
-              "the server refused user name or password (connection state 101)");
-    EXPECT_EQ(cause(kResultVpnOther, {{7, 102}}),
-              "the server's certificate does not fit the CA (connection state 102)");
-    EXPECT_EQ(cause(kResultVpnOther, {{7, 110}}), "connection state 110");
+    EXPECT_EQ(
+        cause(kResultVpnOther, {{7, 101}}),
+        "connection state 101: The server refused the user name or the password. Set the right "
+        "user name and password; the tunnel then tries again by itself.");
+    EXPECT_EQ(
+        cause(kResultVpnOther, {{7, 102}}),
+        "connection state 102: The server's certificate is not signed by the stored CA. Set the "
+        "CA certificate of this server, or correct the server's address.");
+    EXPECT_EQ(cause(kResultVpnOther, {{7, 199}}), "connection state 199");
     EXPECT_EQ(cause(kResultVpnOther, {}), "channel 7 tells which, when it is asked for");
     EXPECT_EQ(cause(kResultVpnIdle, {{7, 1}}), "");
     EXPECT_EQ(cause(kResultOk, {{7, 5}}), "");

@@ -197,6 +197,8 @@ TEST_F(ProjectFileTest, AFileThatIsNoTomlGetsItsLine)
 {
     EXPECT_THAT(errorOf("duration_ms = 1\n[[device\n"), ::testing::StartsWith("2: no TOML: "));
     EXPECT_THAT(errorOf("a = 1\na = 2\n"), ::testing::StartsWith("2: no TOML: "));
+    // The parser asserts that no key begins so before it looks whether one does.
+    EXPECT_THAT(errorOf("[="), ::testing::StartsWith("1: no TOML: "));
     EXPECT_THROW(loadProject(m_folder.path("missing.toml")), PanelError);
 }
 

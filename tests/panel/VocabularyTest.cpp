@@ -3,7 +3,6 @@
 #include "panel/runtime/ChannelTable.h"
 #include "panel/runtime/CommandTable.h"
 #include "panel/runtime/CommandText.h"
-#include "panel/runtime/NearestWord.h"
 #include "panel/view/CodeNames.h"
 
 #include <gmock/gmock.h>
@@ -149,20 +148,6 @@ TEST(VocabularyTest, ACommandIsTakenApartAsTheDeviceDoes)
     EXPECT_FALSE(CommandText("A)b").hasParentheses());
     EXPECT_TRUE(CommandText("A)b").closes);
     EXPECT_EQ(CommandText("A").word, "A");
-}
-
-TEST(NearestWordTest, TheOneWithTheLeastDifferencesWinsAndAStrangerHasNone)
-{
-    const std::vector<std::string> words = {"STARTVPN", "STOPVPN", "Online", "Offline"};
-    EXPECT_EQ(nearestWord("startvpn", words), "STARTVPN");
-    EXPECT_EQ(nearestWord("STRATVPN", words), "STARTVPN");
-    EXPECT_EQ(nearestWord("STOPPVPN", words), "STOPVPN");
-    EXPECT_EQ(nearestWord("Ofline", words), "Offline");
-    EXPECT_EQ(nearestWord("onlin", words), "Online");
-    EXPECT_EQ(nearestWord("hunter22", words), "");
-    EXPECT_EQ(nearestWord("", words), "");
-    EXPECT_EQ(nearestWord(std::string(100000, 'x'), words), "");
-    EXPECT_EQ(nearestWord("x", {}), "");
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
-#include "panel/project/TomlLimits.h"
+#include "common/TomlLimits.h"
 
 #include <algorithm>
 
-namespace panel
+namespace common
 {
 
 namespace
@@ -83,4 +83,4 @@ std::size_t lineThatIsTooDeep(std::string_view text)
     return DepthScanner(text).lineThatIsTooDeep();
 }
 
-}  // namespace panel
+}  // namespace common

@@ -1,8 +1,8 @@
-#include "panel/runtime/NearestWord.h"
+#include "common/NearestWord.h"
 
 #include <algorithm>
 
-namespace panel
+namespace common
 {
 
 namespace
@@ -60,4 +60,4 @@ std::string nearestWord(std::string_view text, const std::vector<std::string>& w
     return nearest;
 }
 
-}  // namespace panel
+}  // namespace common

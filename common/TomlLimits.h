@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace panel
+namespace common
 {
 
 // Most names in one key (a.b.c has three), and most brackets that stand in each other.
@@ -13,4 +13,4 @@ constexpr int kMaxTomlDepth = 16;
 // does. The parser of such a text would use up the stack.
 [[nodiscard]] std::size_t lineThatIsTooDeep(std::string_view text);
 
-}  // namespace panel
+}  // namespace common
