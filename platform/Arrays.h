@@ -12,7 +12,7 @@
 // The runtime's growable array. Sizes and indexes are int. New elements are
 // value-initialised (zero, empty), also those that reappear after a shrink.
 // ARG is the type in which elements are handed in.
-// Growing moves the elements; what can not be allocated leaves as
+// Growing moves the elements; what cannot be allocated leaves as
 // std::bad_alloc with the array unchanged.
 template <class T, class ARG = const T&>
 class CArray

@@ -186,7 +186,7 @@ bool readHead(ByteView& body, ReplyHead& head)
 void CallCounter::issued()
 {
     ++m_last;
-    // Half of the numbers count as earlier; older ones can not be told from later ones.
+    // Half of the numbers count as earlier; older ones cannot be told from later ones.
     if (m_issued < UINT32_MAX / 2) ++m_issued;
 }
 

@@ -73,6 +73,7 @@ public:
             return nullptr;
         }
         result.write("half a result", 13, 0);
+        if (method == "later") return kAnswersLater;
         return "unknown method";
     }
 
@@ -194,6 +195,157 @@ TEST_F(ServerSessionTest, AMalformedFrameBehindAGoodOneIsFoundOnceTheReplyIsGone
     EXPECT_FALSE(session.received(0));
 }
 
+class WaitingSessionTest : public ServerSessionTest
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(receive(request(8, "later", "abc")));
+        ASSERT_TRUE(session.isWaiting());
+    }
+    bool finish(const std::string& block)
+    {
+        return session.finish([&](QZ::utils::IBuffer& result) {
+            append(result, block);
+            return nullptr;
+        });
+    }
+    bool refuse(const char* text)
+    {
+        return session.finish([&](QZ::utils::IBuffer& result) {
+            append(result, "half");
+            return text;
+        });
+    }
+};
+
+TEST_F(WaitingSessionTest, AnAnswerMayComeLater)
+{
+    EXPECT_TRUE(session.output().empty()) << "not half a reply";
+    EXPECT_TRUE(finish("done"));
+    EXPECT_FALSE(session.isWaiting());
+    EXPECT_EQ(takeOutput(), reply(8, "done"));
+    EXPECT_TRUE(session.isIdle());
+}
+
+TEST_F(WaitingSessionTest, ItIsNotIdleThoughItHoldsNothing)
+{
+    EXPECT_EQ(session.heldBytes(), 0u);
+    EXPECT_FALSE(session.isIdle());
+    EXPECT_TRUE(finish(""));
+    EXPECT_FALSE(session.isIdle());
+    EXPECT_EQ(session.heldBytes(), reply(8, "").size());
+}
+
+TEST_F(WaitingSessionTest, NoOtherRequestIsLookedAtAndNothingIsLost)
+{
+    EXPECT_TRUE(receive(request(9, "echo", "b") + request(10, "later")));
+    EXPECT_TRUE(receive(request(11, "echo", "d")));
+    EXPECT_TRUE(session.received(0));
+    EXPECT_EQ(echo.calls, (std::vector<std::string>{"later"}));
+    EXPECT_TRUE(finish("a"));
+    EXPECT_EQ(echo.calls.size(), 1u) << "nor before the reply has gone";
+    EXPECT_EQ(takeOutput(), reply(8, "a"));
+    EXPECT_TRUE(session.received(0));
+    EXPECT_EQ(takeOutput(), reply(9, "b"));
+    EXPECT_TRUE(session.received(0));
+    EXPECT_TRUE(session.isWaiting());
+    EXPECT_TRUE(session.received(0));
+    EXPECT_EQ(echo.calls.size(), 3u);
+    EXPECT_TRUE(finish("c"));
+    EXPECT_EQ(takeOutput(), reply(10, "c"));
+    EXPECT_TRUE(session.received(0));
+    EXPECT_EQ(takeOutput(), reply(11, "d"));
+    EXPECT_TRUE(session.isIdle());
+}
+
+TEST_F(WaitingSessionTest, ALateRefusalIsAnErrorAndNoHalfResult)
+{
+    EXPECT_TRUE(refuse("not today"));
+    EXPECT_EQ(takeOutput(), errorReply(8, "not today"));
+}
+
+TEST_F(WaitingSessionTest, AnAnswerThatPutsOffAgainIsARefusal)
+{
+    EXPECT_TRUE(refuse(kAnswersLater));
+    EXPECT_FALSE(session.isWaiting());
+    EXPECT_EQ(takeOutput(), errorReply(8, "no answer"));
+}
+
+TEST_F(WaitingSessionTest, ALateResultThatOutgrowsAFrameBecomesAnError)
+{
+    EXPECT_TRUE(finish(std::string(kMaxFrameBytes, 'x')));
+    EXPECT_EQ(takeOutput(), errorReply(8, "result too long"));
+    EXPECT_TRUE(receive(request(9, "echo", "x")));
+    EXPECT_EQ(takeOutput(), reply(9, "x"));
+}
+
+TEST_F(WaitingSessionTest, ASecondAnswerChangesNothing)
+{
+    EXPECT_TRUE(finish("first"));
+    EXPECT_FALSE(session.finish([](auto&) -> const char* {
+        ADD_FAILURE() << "nobody waits";
+        return nullptr;
+    }));
+    EXPECT_EQ(takeOutput(), reply(8, "first"));
+    EXPECT_FALSE(finish("second"));
+    EXPECT_TRUE(session.isIdle());
+}
+
+TEST_F(ServerSessionTest, AnAnswerThatNobodyWaitsForChangesNothing)
+{
+    const auto neverCalled = [](auto&) -> const char* {
+        ADD_FAILURE() << "nobody waits";
+        return nullptr;
+    };
+    EXPECT_FALSE(session.finish(neverCalled));
+    EXPECT_TRUE(session.isIdle());
+    EXPECT_TRUE(receive(request(1, "echo", "a")));
+    EXPECT_FALSE(session.finish(neverCalled));
+    EXPECT_EQ(takeOutput(), reply(1, "a"));
+}
+
+TEST_F(WaitingSessionTest, AMalformedStreamBehindItIsFoundOnceTheReplyIsGone)
+{
+    EXPECT_TRUE(receive(Bytes{0xFF, 0xFF, 0xFF, 0xFF}));
+    EXPECT_TRUE(finish("a"));
+    EXPECT_EQ(takeOutput(), reply(8, "a"));
+    EXPECT_FALSE(session.received(0));
+    EXPECT_FALSE(finish("b"));
+}
+
+TEST_F(WaitingSessionTest, MoreThanALongestFrameBehindItIsMalformedAndTheAnswerStillGoesOut)
+{
+    EXPECT_TRUE(receive(Bytes(kMaxFrameBytes + kLengthBytes, 0)));
+    EXPECT_FALSE(receive({0}));
+    EXPECT_TRUE(finish("a"));
+    EXPECT_EQ(takeOutput(), reply(8, "a"));
+    EXPECT_FALSE(session.received(0));
+    EXPECT_EQ(echo.calls.size(), 1u);
+}
+
+TEST_F(ServerSessionTest, ARefusalOfTheSameWordsIsNoLaterAnswer)
+{
+    // Told by its address, not by its text.
+    class Words final : public IDispatcher
+    {
+    public:
+        const char* dispatch(std::string_view, QZ::utils::IBuffer&, QZ::utils::IBuffer&) override
+        {
+            return m_text.c_str();
+        }
+
+    private:
+        const std::string m_text = kAnswersLater;
+    } words;
+    ServerSession other(words);
+    const Bytes bytes = request(1, "any");
+    std::copy(bytes.begin(), bytes.end(), other.prepare(bytes.size()));
+    EXPECT_TRUE(other.received(bytes.size()));
+    EXPECT_FALSE(other.isWaiting());
+    EXPECT_EQ(other.output(), errorReply(1, "no answer"));
+}
+
 TEST_F(ServerSessionTest, ACallerThatReadsOnWhileAReplyWaitsEndsWithALongestFrame)
 {
     ASSERT_TRUE(receive(request(1, "echo", "a")));
@@ -222,7 +374,8 @@ TEST_F(ServerSessionTest, ALongestFrameBehindAReplyThatWaitsIsNoFault)
 TEST_F(ServerSessionTest, DamagedStreamsDoNoMoreThanEndTheSession)
 {
     std::mt19937 random(20003);
-    const Bytes good = request(1, "echo", "abc") + request(2, "other") + request(3, "tooLong");
+    const Bytes good = request(1, "echo", "abc") + request(2, "other") + request(3, "later") +
+                       request(4, "tooLong");
     std::size_t given = 0;
     for (int round = 0; round < 2000; ++round) {
         ServerSession damaged(echo);
@@ -232,7 +385,10 @@ TEST_F(ServerSessionTest, DamagedStreamsDoNoMoreThanEndTheSession)
         }
         std::copy(bytes.begin(), bytes.end(), damaged.prepare(bytes.size()));
         bool usable = damaged.received(bytes.size());
-        while (usable && !damaged.output().empty()) {
+        for (int step = 0; usable && !damaged.isIdle(); ++step) {
+            ASSERT_LT(step, 10) << "more answers than requests";
+            const bool isAnswered = damaged.finish([](auto&) { return nullptr; });
+            if (!isAnswered && damaged.output().empty()) break;  // half a request
             damaged.sent();
             usable = damaged.received(0);
         }
