@@ -1,0 +1,44 @@
+#pragma once
+
+#include "service/base/Wakeup.h"
+#include "service/daemon/Configuration.h"
+
+#include <functional>
+#include <memory>
+
+namespace vpnd
+{
+
+// Reads the configuration again while the service goes on: a thread of its own waits for the
+// disk and for whoever knows the users.
+class Reloader
+{
+public:
+    // done: on the loop's thread. Borrows the loop; machine and names must last as long as the
+    // process, because the thread may be held up for longer than anything else lives.
+    Reloader(EventLoop& loop, Options options, const Machine& machine, const IUserNames& names,
+             std::function<void(const ReloadedConfiguration&)> done);
+    ~Reloader();
+    Reloader(const Reloader&) = delete;
+    Reloader& operator=(const Reloader&) = delete;
+
+    // One at a time: asked again meanwhile, it reads once more when it is done.
+    void start(const Configuration& inForce);
+
+private:
+    struct Work;
+
+    void finish();
+    void begin();
+
+    const Options m_options;
+    const Machine& m_machine;
+    const IUserNames& m_names;
+    std::function<void(const ReloadedConfiguration&)> m_done;
+    std::shared_ptr<Work> m_work;  // that is under way; the thread has its share
+    bool m_isAskedAgain = false;
+    Configuration m_inForce;
+    Wakeup m_wakeup;
+};
+
+}  // namespace vpnd
