@@ -14,11 +14,34 @@ set(packaging ${PROJECT_SOURCE_DIR}/packaging)
 set(configured ${PROJECT_BINARY_DIR}/packaging)
 set(prefix /usr)
 
+# What finish_packages.cmake compresses: manual pages, and the changelog of each package.
+function(orva_documents component package)
+    cmake_parse_arguments(ARG "" "" "PAGES;MANUALS" ${ARGN})
+    install(FILES ${packaging}/copyright ${packaging}/changelog ${ARG_PAGES}
+        DESTINATION share/doc/${package} COMPONENT ${component})
+    foreach(manual ${ARG_MANUALS})
+        cmake_path(GET manual EXTENSION LAST_ONLY section)
+        string(SUBSTRING ${section} 1 -1 section)
+        install(FILES ${packaging}/man/${manual} DESTINATION share/man/man${section}
+            COMPONENT ${component})
+    endforeach()
+endfunction()
+
+# orva_completion(COMPONENT program...)
+function(orva_completion component)
+    foreach(program ${ARGN})
+        install(FILES ${packaging}/completion.bash DESTINATION share/bash-completion/completions
+            RENAME ${program} COMPONENT ${component})
+    endforeach()
+endfunction()
+
 # --- driver: libdevicevpn ---
+orva_documents(driver libdevicevpn PAGES docs/channels.md docs/commands.md docs/config-blob.md)
 install(TARGETS devicevpn LIBRARY DESTINATION ${ORVA_DRIVER_DESTINATION} COMPONENT driver)
 set(components driver)
 
 # --- dev: libdevicevpn-dev ---
+orva_documents(dev libdevicevpn-dev)
 install(FILES host/HostInterface.h host/StatusCodes.h DESTINATION include/orva/host COMPONENT dev)
 configure_file(${packaging}/devicevpn.pc.in ${configured}/devicevpn.pc @ONLY)
 configure_package_config_file(${packaging}/devicevpn-config.cmake.in
@@ -37,17 +60,33 @@ if(TARGET orva-vpnd)
     install(TARGETS orva-vpnd RUNTIME DESTINATION sbin COMPONENT service)
     set(sbindir ${prefix}/sbin)
     configure_file(${packaging}/orva-vpnd.service.in ${configured}/orva-vpnd.service @ONLY)
-    install(FILES ${configured}/orva-vpnd.service DESTINATION lib/systemd/system COMPONENT service)
-    install(FILES ${packaging}/tunnel.conf DESTINATION share/doc/orva-vpnd/examples
-        COMPONENT service)
+    install(FILES ${configured}/orva-vpnd.service ${packaging}/orva-vpnd.socket
+        ${packaging}/orva-vpnd-failed.target DESTINATION lib/systemd/system COMPONENT service)
+    install(FILES ${packaging}/tunnel.conf examples/vpnd-demo.toml
+        DESTINATION share/doc/orva-vpnd/examples COMPONENT service)
+    # Below the prefix only until finish_packages.cmake: it may get the VPN's password.
+    install(FILES ${packaging}/vpnd.toml DESTINATION etc/orva COMPONENT service
+        PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ)
+    install(TARGETS orva-vpnctl RUNTIME DESTINATION bin COMPONENT service)
+    orva_documents(service orva-vpnd
+        PAGES docs/administration.md docs/configuration.md docs/security.md docs/reasons.md
+              docs/without-systemd.md docs/rpc-protocol.md docs/channels.md docs/commands.md
+        MANUALS orva-vpnd.8 orva-vpnctl.1 vpnd.toml.5)
+    orva_completion(service orva-vpnd orva-vpnctl)
     list(APPEND components service)
 endif()
 if(TARGET orva-panel)
     install(TARGETS orva-panel RUNTIME DESTINATION bin COMPONENT panel)
+    orva_documents(panel orva-panel
+        PAGES docs/channels.md docs/commands.md docs/config-blob.md docs/project-files.md
+        MANUALS orva-panel.1)
+    orva_completion(panel orva-panel)
     # Where the panel program looks for the driver when nobody names one.
     target_compile_definitions(panel_commands PRIVATE
         ORVA_INSTALLED_DRIVER="${prefix}/${ORVA_DRIVER_DESTINATION}/libdevicevpn.so")
     file(GLOB examples CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/examples/*)
+    # Those are the service's.
+    list(FILTER examples EXCLUDE REGEX "/vpnd-[^/]*$")
     foreach(example ${examples})
         # The build's library becomes the installed one.
         cmake_path(GET example FILENAME name)
@@ -104,7 +143,13 @@ set(CPACK_DEBIAN_SERVICE_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_SERVICE_DESCRIPTION "VPN service of an operator panel
 Keeps the panel's VPN settings and controls its tunnel, for local clients such
 as the device driver in libdevicevpn. The tunnel is simulated.
-After the installation: systemctl enable --now orva-vpnd")
+It is started when it is installed. How to set it up is in
+/usr/share/doc/orva-vpnd/administration.md.")
+set(CPACK_DEBIAN_SERVICE_PACKAGE_DEPENDS "adduser")
+
+set(CPACK_DEBIAN_SERVICE_PACKAGE_CONTROL_EXTRA
+    ${packaging}/debian/conffiles ${packaging}/debian/postinst ${packaging}/debian/prerm
+    ${packaging}/debian/postrm)
 
 set(CPACK_DEBIAN_PANEL_PACKAGE_NAME orva-panel)
 set(CPACK_DEBIAN_PANEL_PACKAGE_SECTION utils)
@@ -139,7 +184,7 @@ endif()
 
 # What cpack's own scripts need to know.
 set(CPACK_PROJECT_CONFIG_FILE ${packaging}/source_date.cmake)
-set(CPACK_POST_BUILD_SCRIPTS ${packaging}/same_bytes.cmake ${packaging}/panel_tar.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${packaging}/finish_packages.cmake ${packaging}/panel_tar.cmake)
 set(CPACK_ORVA_SOURCE_DIR ${PROJECT_SOURCE_DIR})
 set(CPACK_ORVA_DRIVER_DESTINATION ${ORVA_DRIVER_DESTINATION})
 set(CPACK_ORVA_READELF ${CMAKE_READELF})

@@ -1,17 +1,18 @@
 # Included by cpack's scripts: what a program or library asks of the system it runs on.
 
-# elf_needs(FILE PREFIX): sets PREFIX_LIBRARIES to the names of the libraries that FILE needs,
+# elf_needs(FILES PREFIX): sets PREFIX_LIBRARIES to the names of the libraries that FILES need,
 # PREFIX_GLIBC, PREFIX_GLIBCXX, PREFIX_GCC and PREFIX_OPENSSL to the highest version of their
-# symbols that it uses, empty for none.
-function(elf_needs file prefix)
+# symbols that they use, empty for none.
+function(elf_needs files prefix)
     foreach(what d V)
-        execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C ${CPACK_ORVA_READELF} -${what} ${file}
+        execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C ${CPACK_ORVA_READELF} -${what} ${files}
             OUTPUT_VARIABLE said_${what} COMMAND_ERROR_IS_FATAL ANY)
     endforeach()
     string(REPLACE "[" "<" said_d "${said_d}") # a list element must not have half a bracket
     string(REPLACE "]" ">" said_d "${said_d}")
     string(REGEX MATCHALL "Shared library: <[^>]*" libraries "${said_d}")
     list(TRANSFORM libraries REPLACE "^.*<" "")
+    list(REMOVE_DUPLICATES libraries)
     set(${prefix}_LIBRARIES "${libraries}" PARENT_SCOPE)
     foreach(name GLIBC GLIBCXX GCC OPENSSL)
         string(REGEX MATCHALL "Name: ${name}_[0-9.]+" versions "${said_V}")
@@ -25,9 +26,9 @@ function(elf_needs file prefix)
     endforeach()
 endfunction()
 
-# elf_depends(FILE VARIABLE): the same as the Depends of a Debian package.
-function(elf_depends file variable)
-    elf_needs(${file} needs)
+# elf_depends(FILES VARIABLE): the same as the Depends of a Debian package.
+function(elf_depends files variable)
+    elf_needs("${files}" needs)
     set(depends "libc6 (>= ${needs_GLIBC})")
     if(needs_GCC)
         string(APPEND depends ", libgcc-s1 (>= ${needs_GCC})")
@@ -47,6 +48,9 @@ function(elf_depends file variable)
     if(needs_OPENSSL)
         # The same library: Debian 13 renamed it for its 64-bit times, of which we pass none.
         string(APPEND depends ", libssl3 (>= ${needs_OPENSSL}) | libssl3t64 (>= ${needs_OPENSSL})")
+    endif()
+    if(libsqlite3.so.0 IN_LIST needs_LIBRARIES)
+        string(APPEND depends ", libsqlite3-0")
     endif()
     set(${variable} "${depends}" PARENT_SCOPE)
 endfunction()

@@ -40,7 +40,9 @@ compile() { "$compiler" "${flags[@]}" -std=c++17 $(pkg-config --cflags devicevpn
 compile -DDRIVER="\"$root${driver#"$root"}\"" "$source/main.cpp" -ldl -o "$work/consumer" ||
     { fail "the compiler"; finish; }
 
-"${emulator[@]}" "$root/usr/sbin/orva-vpnd" --log-level warn --device-name line-3 >"$work/service" 2>&1 &
+install -m 600 "$root/usr/share/doc/orva-vpnd/examples/vpnd-demo.toml" "$work/vpnd.toml"
+"${emulator[@]}" "$root/usr/sbin/orva-vpnd" --config "$work/vpnd.toml" --state none --control none --log-level warn \
+    --device-name line-3 >"$work/service" 2>&1 &
 service=$!
 wait_until 20 grep -q '^orva-vpnd .* listening' "$work/service" || { cat "$work/service" >&2; fail "no service"; }
 for program in "$work/build/consumer" "$work/consumer"; do

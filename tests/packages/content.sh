@@ -3,7 +3,7 @@
 set -u
 here=$(dirname "$(realpath "$0")")
 . "$here/checks.sh"
-packages=$1 version=$2 architecture=$3 source=$4 build=$5
+packages=$(realpath "$1") version=$2 architecture=$3 source=$4 build=$5
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -38,11 +38,19 @@ for name in "${names[@]}"; do
     matches "$name: Description" $'^[^\n]{10,79}\n .' "$(field "$name" Description)"
     matches "$name: Section" '^[a-z]+$' "$(field "$name" Section)"
     matches "$name: Installed-Size" '^[1-9][0-9]*$' "$(field "$name" Installed-Size)"
-    # No script runs when a package is installed or removed.
-    equals "$name: control files" "./ ./control ./md5sums" \
-        "$(dpkg-deb --ctrl-tarfile "$(package_of "$name")" | tar --list | sort | xargs)"
+    # Only the service has something to be done when it is installed or removed.
+    scripts=
+    [ "$name" = orva-vpnd ] && scripts="./postinst ./postrm ./prerm "
+    equals "$name: control files" "./ ${scripts:+./conffiles }./control ./md5sums${scripts:+ ${scripts% }}" \
+        "$(dpkg-deb --ctrl-tarfile "$(package_of "$name")" | tar --list | LC_ALL=C sort | xargs)"
 done
+equals "conffiles" /etc/orva/vpnd.toml "$(dpkg-deb --ctrl-tarfile "$(package_of orva-vpnd)" | tar -xO ./conffiles)"
 equals "libdevicevpn-dev: Depends" "" "$(field libdevicevpn-dev Depends)"
+matches "orva-vpnd: Depends" '(^|, )adduser($|,)' "$(field orva-vpnd Depends)"
+for script in postinst prerm postrm; do
+    dpkg-deb --ctrl-tarfile "$(package_of orva-vpnd)" | tar -xO "./$script" >"$work/$script"
+    dash -n "$work/$script" || fail "$script is no shell script"
+done
 
 # The libraries named in Depends are at least as new as the programs need them.
 stated() { sed -n "s/.*\b$2 (>= \([^)]*\)).*/\1/p" <<<"$(field "$1" Depends)"; }
@@ -55,9 +63,15 @@ compiler_of() {
         [0-9] | 1[0-9] | 20) echo 4 ;; *) echo unknown ;;
     esac
 }
-for name in libdevicevpn orva-vpnd orva-panel; do
+for program in libdevicevpn.so orva-vpnd orva-vpnctl orva-panel; do
+    case $program in
+        libdevicevpn.so) name=libdevicevpn ;;
+        orva-vpnctl) name=orva-vpnd ;;
+        *) name=$program ;;
+    esac
     dpkg-deb -x "$(package_of "$name")" "$work/$name"
-    file=$(find "$work/$name" -name libdevicevpn.so -o -name "$name" -type f)
+    file=$(find "$work/$name" -name "$program" -type f -not -path '*/completions/*')
+    [ "$(wc -w <<<"$file")" -eq 1 ] || fail "$name has not one $program but '$file'"
     libc=$(stated "$name" libc6) needed=$(highest "$file" GLIBC)
     dpkg --compare-versions "${libc:-0}" ge "$needed" ||
         fail "$name depends on libc6 '$libc' and needs GLIBC_$needed"
@@ -69,12 +83,17 @@ for name in libdevicevpn orva-vpnd orva-panel; do
     # OpenSSL's library is for the service alone.
     libssl=$(sed -n 's/.*\blibssl3\(t64\)\? (>= \([^)]*\)).*/\2/p' <<<"$(field "$name" Depends)")
     needed=$(highest "$file" OPENSSL)
-    if [ "$name" = orva-vpnd ]; then
+    if [ "$program" = orva-vpnd ]; then
         dpkg --compare-versions "${libssl:-0}" ge "${needed:-999}" ||
             fail "$name depends on libssl3 '$libssl' and needs OPENSSL_$needed"
-    else
+    elif [ "$name" != orva-vpnd ]; then
         equals "$name: what it needs of OpenSSL, and depends on" " " "$needed $libssl"
     fi
+    # SQLite's too, in the version that has what its file is made of.
+    case $program in
+        orva-vpnd) equals "$name: libsqlite3-0" 3.37 "$(stated "$name" libsqlite3-0)" ;;
+        libdevicevpn.so | orva-panel) equals "$name: libsqlite3-0" "" "$(stated "$name" libsqlite3-0)" ;;
+    esac
     readelf -S "$file" | grep -q '\.symtab' && fail "$name is not stripped"
     for path in "$source" "$build"; do
         grep -qF "$path" "$file" && fail "$name holds the build's path $path"
@@ -87,6 +106,8 @@ dpkg-deb -x "$(package_of orva-panel)" "$work/root"
 dpkg-deb -x "$(package_of libdevicevpn)" "$work/root"
 started=$(sed -n 's/^ExecStart=\([^ ]*\).*/\1/p' "$work/root/usr/lib/systemd/system/orva-vpnd.service")
 [ -n "$started" ] && [ -x "$work/root$started" ] || fail "the unit starts '$started', which is not there"
+sums=$(cd "$work/orva-vpnd" && dpkg-deb --ctrl-tarfile "$(package_of orva-vpnd)" | tar -xO ./md5sums | md5sum --check --quiet 2>&1)
+equals "md5sums that do not fit" "" "$sums"
 for example in "$work"/root/usr/share/orva-panel/examples/*.toml; do
     driver=$(sed -n 's/^driver = "\(.*\)"$/\1/p' "$example" | sort -u)
     [ -n "$driver" ] && [ -f "$work/root/${driver#/}" ] ||
