@@ -1,4 +1,4 @@
-#include "service/Certificate.h"
+#include "service/pki/Certificate.h"
 #include "tests/service/TestCertificates.h"
 
 #include <gtest/gtest.h>

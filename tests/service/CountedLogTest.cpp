@@ -1,4 +1,4 @@
-#include "service/CountedLog.h"
+#include "service/base/CountedLog.h"
 
 #include "tests/service/CapturedLog.h"
 

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -67,9 +68,18 @@ public:
     std::uint16_t port = 0;
 
 private:
+    // Nothing is kept, and nobody asks over the control interface, unless the test names a folder.
     static Arguments all(Arguments words, const Arguments& more)
     {
-        Arguments options = {"--listen", "127.0.0.1:0"};
+        Arguments options;
+        const auto orElse = [&](const char* option, const char* value) {
+            if (std::find(more.begin(), more.end(), option) != more.end()) return;
+            options.insert(options.end(), {option, value});
+        };
+        orElse("--listen", "127.0.0.1:0");
+        orElse("--config", ORVA_DEMO_CONFIG);
+        orElse("--state", "none");
+        orElse("--control", "none");
         options.insert(options.end(), more.begin(), more.end());
         for (const std::string& word : programWith(options)) words.push_back(word);
         return words;

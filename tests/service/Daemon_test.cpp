@@ -17,8 +17,9 @@ TEST(DaemonTest, SaysInOneLineThatItIsReady)
 {
     Daemon daemon;
     EXPECT_NE(daemon.port, 0);
-    EXPECT_EQ(daemon.process.out(), "orva-vpnd " ORVA_VERSION " listening on 127.0.0.1:" +
-                                        std::to_string(daemon.port) + ", simulated tunnel\n");
+    EXPECT_EQ(daemon.process.out(),
+              "orva-vpnd " ORVA_VERSION " listening on 127.0.0.1:" + std::to_string(daemon.port) +
+                  ", simulated tunnel, nothing is kept\n");
 }
 
 TEST(DaemonTest, SigtermAndSigintEndItWithCodeZero)
@@ -50,7 +51,7 @@ TEST(DaemonTest, ATakenPortIsOneClearLineAndCodeTwo)
 {
     Daemon first;
     const std::string address = "127.0.0.1:" + std::to_string(first.port);
-    ChildProcess second = run({"--listen", address});
+    ChildProcess second = run({"--listen", address, "--state", "none"});
     EXPECT_EQ(second.exitCode(), 2);
     EXPECT_EQ(second.out(), "");
     EXPECT_EQ(second.err(), "orva-vpnd: cannot listen on " + address +
@@ -61,11 +62,13 @@ TEST(DaemonTest, AWrongOptionIsOneLineThatSaysWhatIsAllowed)
 {
     const std::pair<Arguments, std::string> cases[] = {
         {{"--listen", "localhost:9009"},
-         "--listen: must be a numeric address with port, such as 127.0.0.1:9009"},
-        {{"--serial", "a b"}, "--serial: must be 1 to 64 letters, digits and -_.:/"},
+         "--listen: \"localhost:9009\" is not possible; right would be a numeric address with "
+         "port, such as \"127.0.0.1:9009\""},
+        {{"--serial", "a b"},
+         "--serial: \"a b\" is not possible; right would be 1 to 64 letters, digits and -_.:/"},
         {{"--device-name", "a\xc2\x9b"},
-         "--device-name: must be 1 to 64 bytes of UTF-8 without control characters, quotes and "
-         "backslashes"},
+         "--device-name: \"a\\xC2\\x9B\" is not possible; right would be 1 to 64 bytes of UTF-8 "
+         "without control characters, quotes and backslashes"},
     };
     for (const auto& [arguments, says] : cases) {
         ChildProcess process = run(arguments);
@@ -87,7 +90,7 @@ TEST(DaemonTest, APortCanBeUsedAgainRightAfterTheEnd)
         first.process.signal(SIGTERM);
         EXPECT_EQ(first.process.exitCode(), 0);
     }
-    ChildProcess second = run({"--listen", address});
+    ChildProcess second = run({"--listen", address, "--state", "none"});
     EXPECT_TRUE(second.waitFor([&] { return second.out().find(address) != std::string::npos; }))
         << second.err();
     second.signal(SIGTERM);
@@ -106,7 +109,7 @@ TEST(DaemonTest, WrongOptionsAreExplainedWithCodeTwo)
         {"--log-level", "loud"},
         {"--password", "x"},
         {"more"},
-        {"--listen", "203.0.113.1:0"},  // not an address of this machine
+        {"--listen", "203.0.113.1:0", "--state", "none"},  // not an address of this machine
     };
     for (const Arguments& arguments : wrong) {
         ChildProcess process = run(arguments);
@@ -155,7 +158,7 @@ TEST(DaemonTest, TheTunnelConnectsByItself)
 
 TEST(DaemonTest, ListeningBeyondThisMachineIsWarnedOf)
 {
-    ChildProcess process = run({"--listen", "0.0.0.0:0"});
+    ChildProcess process = run({"--listen", "0.0.0.0:0", "--state", "none"});
     EXPECT_TRUE(process.waitFor([&] { return process.out().find('\n') != std::string::npos; }));
     process.signal(SIGTERM);
     EXPECT_EQ(process.exitCode(), 0);
@@ -187,7 +190,7 @@ TEST(DaemonTest, NoLogLineHoldsASecretAtAnyLevel)
     EXPECT_TRUE(daemon.process.waitFor([&] { return client.received() == replies; }));
     daemon.process.signal(SIGTERM);
     EXPECT_EQ(daemon.process.exitCode(), 0);
-    EXPECT_NE(daemon.process.err().find("password: set"), std::string::npos);
+    EXPECT_NE(daemon.process.err().find("password: \"set\""), std::string::npos);
     EXPECT_EQ(daemon.process.err().find("TopSecret"), std::string::npos);
 }
 

@@ -1,4 +1,4 @@
-#include "service/EventLoop.h"
+#include "service/base/EventLoop.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

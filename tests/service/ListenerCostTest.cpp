@@ -10,30 +10,9 @@
 namespace
 {
 
-// Sends back what it is called with.
-class Echo final : public QZ::RPC::IDispatcher
-{
-public:
-    const char* dispatch(std::string_view, QZ::utils::IBuffer& args,
-                         QZ::utils::IBuffer& result) override
-    {
-        std::string block(args.size(), '\0');
-        args.read(block.data(), args.size(), 0);
-        result.write(block.data(), static_cast<unsigned int>(std::uint64_t{block.size()}), 0);
-        return nullptr;
-    }
-};
-
 class ListenerCostTest : public ListenerFixture
 {
 protected:
-    void SetUp() override
-    {
-        ListenerFixture::SetUp();
-        listener() = std::make_unique<vpnd::RpcListener>(
-            loop(), *vpnd::Endpoint::parse("127.0.0.1:0"), m_echo, log());
-    }
-
     // A call that the service sends back, in as many pieces as the system makes of it.
     void echo(LoopbackClient& client, std::size_t bytes)
     {
@@ -45,9 +24,6 @@ protected:
         }));
         client.forget();
     }
-
-private:
-    Echo m_echo;
 };
 
 TEST_F(ListenerCostTest, AnIdleClientHoldsNoMoreThanEightKibibytes)
@@ -82,6 +58,47 @@ TEST_F(ListenerCostTest, ASmallCallAllocatesNothing)
     const int allocations = costs.allocations;
     EXPECT_EQ(client.received(), raw::reply(1, "1234"));
     EXPECT_EQ(allocations, 0);
+}
+
+TEST_F(ListenerCostTest, AClientHoldsNoMoreBehindACallThatWasAnsweredLater)
+{
+    constexpr std::ptrdiff_t kClients = 1000;
+    std::vector<LoopbackClient> clients(kClients);
+    const std::string request = raw::request(1, "later", std::string(50000, 'x'));
+    Costs& costs = Costs::ofThisThread();
+    LoopbackClient first = connected();
+    echo(first, 200000);
+    costs.reset();
+    for (LoopbackClient& client : clients) {
+        client.connect(port());
+        echo(client, 10);
+        client.send(request);
+        ASSERT_TRUE(soon([&] { return !handler().waiting.empty(); }));
+        handler().answerOne();
+        ASSERT_FALSE(client.received().empty());
+        client.forget();
+    }
+    const std::ptrdiff_t held = costs.heldBytes;
+    EXPECT_EQ(listener()->clientCount(), 1001u);
+    EXPECT_GT(held, 0);
+    EXPECT_LE(held / kClients, 1024);
+}
+
+TEST_F(ListenerCostTest, ALateAnswerGoesOutWithADirectWriteAndNothingIsReadMeanwhile)
+{
+    LoopbackClient client = connected();
+    for (int call = 0; call < 3; ++call) echo(client, 10);
+    client.send(raw::request(1, "later", "1234"));
+    loop().turn(1000);
+    ASSERT_EQ(handler().waiting.size(), 1u);
+    Costs& costs = Costs::ofThisThread();
+    costs.reset();
+    EXPECT_FALSE(loop().turn(0));
+    handler().answerOne();
+    const Costs cost = costs;
+    EXPECT_EQ(cost.receives, 0);
+    EXPECT_EQ(cost.sends, 1);
+    EXPECT_EQ(client.received(), raw::reply(1, "1234"));
 }
 
 TEST_F(ListenerCostTest, AReplyThatFitsGoesOutWithADirectWrite)

@@ -1,40 +1,48 @@
 #pragma once
 
-#include "service/RpcListener.h"
+#include "service/base/CountedLog.h"
+#include "service/base/EventLoop.h"
+#include "service/net/ListeningSocket.h"
+#include "service/net/RpcListener.h"
+#include "tests/service/EchoHandler.h"
 #include "tests/service/LoopbackClient.h"
-#include "tests/service/ServiceFixture.h"
+#include "tests/service/RawBlocks.h"
+
+#include <gtest/gtest.h>
+#include <spdlog/spdlog.h>
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 // Server and clients in one thread: the server moves only while the test waits
 // for something, and its clock only when the test says so.
-class ListenerFixture : public ServiceFixture
+class ListenerFixture : public testing::Test
 {
 protected:
     void SetUp() override
     {
-        ServiceFixture::SetUp();
+        spdlog::set_level(spdlog::level::off);
         listen(vpnd::RpcListener::kMaxClients);
     }
-    void listen(std::size_t maxClients)
+    void listen(std::size_t maxClients, vpnd::RpcListener::PeerOf peerOf = {})
     {
         m_listener.reset();
         m_listener = std::make_unique<vpnd::RpcListener>(
-            loop(), *vpnd::Endpoint::parse("127.0.0.1:0"), service(), log(), maxClients);
+            m_loop, vpnd::listeningSocket(*vpnd::Endpoint::parse("127.0.0.1:0")), m_handler, m_log,
+            maxClients, std::move(peerOf));
     }
 
     static std::string request(std::uint32_t callId)
     {
-        return raw::request(callId, "getServerIP", raw::args());
+        return raw::request(callId, "echo", kBlock);
     }
-    static std::string reply(std::uint32_t callId)
-    {
-        return raw::reply(callId, raw::string("vpn.example.com"));
-    }
+    static std::string reply(std::uint32_t callId) { return raw::reply(callId, kBlock); }
+
+    void pass(std::int64_t ms) { m_nowMs += ms; }
 
     // Lets the server work until the condition holds; false when it never does.
     template <class Condition>
@@ -109,7 +117,17 @@ protected:
         return static_cast<std::uint16_t>(std::stoi(text.substr(text.rfind(':') + 1)));
     }
     std::unique_ptr<vpnd::RpcListener>& listener() { return m_listener; }
+    EchoHandler& handler() { return m_handler; }
+    vpnd::EventLoop& loop() { return m_loop; }
+    vpnd::CountedLog& log() { return m_log; }
 
 private:
+    static constexpr const char* kBlock = "vpn.example.com";
+
+    std::int64_t m_nowMs = 1000;
+    const vpnd::Clock m_clock = [this] { return m_nowMs; };
+    vpnd::EventLoop m_loop{m_clock};
+    vpnd::CountedLog m_log{m_loop};
+    EchoHandler m_handler;
     std::unique_ptr<vpnd::RpcListener> m_listener;
 };

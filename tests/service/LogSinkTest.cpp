@@ -1,4 +1,4 @@
-#include "service/LogSink.h"
+#include "service/base/LogSink.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -39,6 +39,18 @@ public:
         if (m_socket >= 0) ::close(m_socket);
     }
 
+    // Connects as 127.0.0.<last>.
+    void comeFrom(unsigned char last)
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl((INADDR_LOOPBACK & ~0xffu) | last);
+        const void* any = &address;
+        if (::bind(m_socket, static_cast<const sockaddr*>(any), sizeof address) != 0) {
+            throw std::runtime_error("no address");
+        }
+    }
+
     // On loopback the system answers at once, whether the server looks or not.
     void connect(std::uint16_t port)
     {

@@ -1,4 +1,4 @@
-#include "service/Pem.h"
+#include "service/pki/Pem.h"
 #include "tests/service/TestCertificates.h"
 
 #include <gtest/gtest.h>

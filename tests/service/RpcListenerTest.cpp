@@ -26,10 +26,10 @@ TEST_F(RpcListenerTest, ACallIsAnswered)
     EXPECT_TRUE(works(client));
 }
 
-TEST_F(RpcListenerTest, AMethodWithoutResultIsAnsweredAtOnceWithAnEmptyBlock)
+TEST_F(RpcListenerTest, AnEmptyResultIsAnsweredAtOnceWithAnEmptyBlock)
 {
     LoopbackClient client = connected();
-    client.send(raw::request(5, "checkCommState", raw::args()));
+    client.send(raw::request(5, "echo", ""));
     EXPECT_TRUE(answers(client, raw::reply(5, "")));
 }
 
@@ -38,8 +38,6 @@ TEST_F(RpcListenerTest, ARefusedCallIsAnErrorReplyAndTheConnectionGoesOn)
     LoopbackClient client = connected();
     client.send(raw::request(6, "noSuchMethod", raw::args()));
     EXPECT_TRUE(answers(client, raw::refusal(6, "unknown method")));
-    client.send(raw::request(7, "stopVPN", raw::args(raw::integer(1))));
-    EXPECT_TRUE(answers(client, raw::refusal(7, "wrong number of arguments")));
     EXPECT_TRUE(works(client));
 }
 
@@ -66,14 +64,13 @@ TEST_F(RpcListenerTest, RequestsMayComeByteByByte)
     EXPECT_TRUE(answers(client, reply(1) + reply(2)));
 }
 
-TEST_F(RpcListenerTest, WhatOneClientSetsTheOthersSee)
+TEST_F(RpcListenerTest, TheCallsOfAllClientsReachOneHandler)
 {
     LoopbackClient one = connected();
     LoopbackClient other = connected();
-    one.send(raw::request(1, "changeServerIP", raw::args(raw::string("10.0.0.1"))));
-    EXPECT_TRUE(answers(one, raw::reply(1, raw::integer(0))));
-    other.send(request(2));
-    EXPECT_TRUE(answers(other, raw::reply(2, raw::string("10.0.0.1"))));
+    EXPECT_TRUE(works(one));
+    EXPECT_TRUE(works(other));
+    EXPECT_EQ(handler().calls, 2);
 }
 
 TEST_F(RpcListenerTest, AMalformedStreamClosesItsOwnConnectionOnly)
@@ -165,7 +162,8 @@ TEST_F(RpcListenerTest, ClientsThatLeaveCostNothing)
 TEST_F(RpcListenerTest, ATakenPortIsReported)
 {
     try {
-        const RpcListener second(loop(), listener()->localEndpoint(), service(), log());
+        const RpcListener second(loop(), listeningSocket(listener()->localEndpoint()), handler(),
+                                 log());
         FAIL() << "two listeners at one port";
     } catch (const std::system_error& error) {
         EXPECT_EQ(error.code(), std::errc::address_in_use);

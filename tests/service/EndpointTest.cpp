@@ -1,4 +1,4 @@
-#include "service/Endpoint.h"
+#include "service/net/Endpoint.h"
 
 #include <gtest/gtest.h>
 
