@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the product, starts the VPN service and polls it through the driver,
-# then sends some commands and writes a channel. Ends everything it started.
+# then sends some commands, writes a channel, and starts the service anew, which
+# has forgotten nothing. Ends everything it started.
 #
 #   ./demo.sh [--cycles N]     N polling cycles; without it until Ctrl-C
 set -euo pipefail
@@ -8,7 +9,7 @@ cd "$(dirname "$0")"
 . scripts/packages.sh
 
 usage() {
-    sed -n '2,5s/^# \{0,1\}//p' "$0"
+    sed -n '2,6s/^# \{0,1\}//p' "$0"
 }
 
 cycles=()
@@ -44,7 +45,10 @@ fi
 bin=build/release/bin
 driver=build/release/lib/libdevicevpn.so
 
-service_log=$(mktemp)
+# The service's configuration, state and log; nobody else reads the password in them.
+work=$(mktemp -d)
+install -m 600 examples/vpnd-demo.toml "$work/vpnd.toml"
+printf '\n[callers]\nchange = [%s]\n\n[secrets]\nshow-to = [%s]\n' "$(id -u)" "$(id -u)" >>"$work/vpnd.toml"
 service=
 panel=
 interrupted=
@@ -53,49 +57,57 @@ end_service() {
         kill -TERM "$service" 2>/dev/null || true
         wait "$service" 2>/dev/null || true
     fi
-    rm -f "$service_log"
+    service=
+}
+clean_up() {
+    end_service
+    rm -rf "$work"
 }
 interrupt() {
     interrupted=yes
     [ -z "$panel" ] || kill -TERM "$panel" 2>/dev/null || true
 }
-trap end_service EXIT
+trap clean_up EXIT
 trap interrupt INT TERM
 
-# In a session of its own: Ctrl-C is for the panel; the service ends last.
-setsid "$bin/orva-vpnd" --log-level warn >"$service_log" 2>&1 &
-service=$!
-for ((i = 0; i < 100; i++)); do
-    grep -q '^orva-vpnd .* listening' "$service_log" && break
-    if ! kill -0 "$service" 2>/dev/null; then
-        cat "$service_log" >&2
-        printf 'demo.sh: the VPN service did not start\n' >&2
-        service=
+start_service() {
+    local log=$work/service.log
+    # In a session of its own: Ctrl-C is for the panel; the service ends last.
+    setsid "$bin/orva-vpnd" --config "$work/vpnd.toml" --state "$work/state" \
+        --control "$work/control.sock" --log-level warn >"$log" 2>&1 &
+    service=$!
+    for ((i = 0; i < 100; i++)); do
+        grep -q '^orva-vpnd .* listening' "$log" && break
+        if ! kill -0 "$service" 2>/dev/null; then
+            cat "$log" >&2
+            printf 'demo.sh: the VPN service did not start\n' >&2
+            service=
+            exit 1
+        fi
+        sleep 0.1
+    done
+    if ! grep -q '^orva-vpnd .* listening' "$log"; then
+        printf 'demo.sh: the VPN service is not listening after 10 s\n' >&2
         exit 1
     fi
-    sleep 0.1
-done
-if ! grep -q '^orva-vpnd .* listening' "$service_log"; then
-    printf 'demo.sh: the VPN service is not listening after 10 s\n' >&2
-    exit 1
-fi
-cat "$service_log"
+    cat "$log"
+}
 
-# run ARGUMENT... : shows the call of orva-panel, then makes it. Ctrl-C and a
-# non-zero exit code end the demo.
+# run PROGRAM ARGUMENT... : shows the call, then makes it. Ctrl-C and a non-zero exit
+# code end the demo.
 run() {
     local code=0
     [ -z "$interrupted" ] || exit 0
-    printf '\n$ %s' "$bin/orva-panel"
+    printf '\n$ %s' "$bin/$1"
     local word
-    for word in "$@"; do
+    for word in "${@:2}"; do
         case $word in
             *[!A-Za-z0-9_./:=@,-]*) printf " '%s'" "$word" ;;
             *) printf ' %s' "$word" ;;
         esac
     done
     printf '\n'
-    "$bin/orva-panel" "$@" &
+    "$bin/$1" "${@:2}" &
     panel=$!
     # A signal ends the first wait; the second one waits for the end that it has asked for.
     wait "$panel" || code=$?
@@ -107,9 +119,16 @@ run() {
     [ "$code" -eq 0 ] || exit "$code"
 }
 
-run poll --driver "$driver" "${cycles[@]}"
-run send --driver "$driver" --var r=int:0 --var a=string:10.0.0.1 --var p=int:1194 \
+start_service
+run orva-panel poll --driver "$driver" "${cycles[@]}"
+run orva-panel send --driver "$driver" --var r=int:0 --var a=string:10.0.0.1 --var p=int:1194 \
     "STARTVPN(a,p,r)" "SETALIVETIME(15,r)"
-run write --driver "$driver" 10 string lineoperator
-printf '\nWhat changed on the channels: the server, the heartbeat period and the user name.\n'
-run poll --driver "$driver" --cycles 3
+run orva-panel write --driver "$driver" 10 string lineoperator
+printf '\nThe service ends and starts anew. It still has what has changed on the channels:\n'
+printf 'the server, the heartbeat period and the user name.\n'
+end_service
+start_service
+run orva-panel poll --driver "$driver" --cycles 3
+printf '\nWhat it keeps, and what it tells of the past:\n'
+run orva-vpnd --state "$work/state" --show settings
+run orva-vpnd --state "$work/state" --show history

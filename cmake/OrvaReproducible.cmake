@@ -23,5 +23,6 @@ function(orva_without_build_paths)
     endforeach()
 endfunction()
 orva_without_build_paths(platform_base platform support vpnclient device host devicevpn
-    common orva_service orva-vpnd
+    common service_base service_pki service_core service_tunnel service_store service_net service_rpc service_daemon orva-vpnd
+    ctl_base ctl_client ctl_view ctl_doctor ctl_report ctl_commands orva-vpnctl
     panel_runtime panel_project panel_view panel_check panel_commands orva-panel)

@@ -2,16 +2,17 @@
 # armv7-root.sh DIR: fills DIR with what the cross compiler's packages lack of Debian's
 # armhf libraries. Does nothing when DIR is complete.
 #   - It is the root folder that ARM programs see under qemu-arm -L: the C and C++
-#     libraries with the character-set modules of iconv, and libcrypto.
-#   - The service is linked with the libcrypto in it; DIR/headers has its headers.
+#     libraries with the character-set modules of iconv, libcrypto and libsqlite3.
+#   - The service is linked with those two; DIR/headers has their headers.
 #
 # The machine's own apt keeps its lists and architectures: a private state serves here.
 set -euo pipefail
 
-packages=(libc6 libgcc-s1 libstdc++6 libssl-dev)
+packages=(libc6 libgcc-s1 libstdc++6 libssl-dev libsqlite3-dev)
 needed=(lib/ld-linux-armhf.so.3 lib/arm-linux-gnueabihf/libc.so.6
     usr/lib/arm-linux-gnueabihf/libstdc++.so.6 usr/lib/arm-linux-gnueabihf/libcrypto.so
-    headers/openssl/x509.h headers/openssl/configuration.h
+    usr/lib/arm-linux-gnueabihf/libsqlite3.so
+    headers/openssl/x509.h headers/openssl/configuration.h headers/sqlite3.h
     usr/lib/arm-linux-gnueabihf/gconv/GB18030.so usr/lib/arm-linux-gnueabihf/gconv/UTF-16.so)
 
 [ $# -eq 1 ] || { echo "usage: $0 DIR" >&2; exit 2; }
@@ -57,7 +58,7 @@ for deb in "$work"/cache/archives/*.deb; do dpkg-deb -x "$deb" "$work/root"; don
 
 # Not in usr/include, where the emulator would show them instead of the machine's.
 mkdir "$work/root/headers"
-mv "$work/root/usr/include/openssl" "$work/root/headers"
+mv "$work/root/usr/include/openssl" "$work/root/usr/include/sqlite3.h" "$work/root/headers"
 mv "$work"/root/usr/include/arm-linux-gnueabihf/openssl/* "$work/root/headers/openssl"
 rm -f "$work"/root/usr/lib/arm-linux-gnueabihf/*.a
 # The emulator prefers whatever stands in this root: libraries only, so that

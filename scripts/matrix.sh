@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 
 presets=(clang old-string unsigned-char O0 O3 static-cxx)
 [ $# -eq 0 ] || presets=("$@")
-require_packages "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "clang=second compiler of the driver"
+require_packages "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${MATRIX_PACKAGES[@]}"
 
 failed=0
 log=$(mktemp)

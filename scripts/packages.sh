@@ -44,7 +44,9 @@ BUILD_PACKAGES=(
     "libcli11-dev=command-line options of service and panel"
     "libspdlog-dev=log of the service"
     "libssl-dev=libcrypto, which judges certificates for the service"
-    "nlohmann-json3-dev=JSON output of the panel"
+    "libsqlite3-dev=libsqlite3, which keeps settings and history for the service"
+    "libboost-dev=HTTP parser of the service"
+    "nlohmann-json3-dev=JSON of panel and service"
     "libtomlplusplus-dev=project files of the panel"
 )
 
@@ -58,11 +60,25 @@ TEST_PACKAGES=(
     "dpkg-dev=dependencies of the packages"
     "openssl=a certificate for the test of the service's unit"
     "file=CPack finds the programs in a package with it"
+    "lintian=test of the packages: Debian's own look at them"
+    "man-db=test of the manual pages"
+    "bsdextrautils=col, for the same test"
+    "dash=test of the scripts that a panel runs"
+    "busybox=the same, with a small panel's shell"
     "pkg-config=test of the development package"
     "util-linux=unshare and flock: a network of its own for port 9009"
     "iproute2=the loopback interface in that network"
+    "curl=test of the lines on the page of the control interface"
+    "python3-yaml=test of the description of the control interface"
+    "python3-prometheus-client=second opinion on the service's metrics"
     "python3=second opinion on the table of conversions"
     "locales=locales of other countries, made for the test that the driver works in them"
+)
+
+# What the nightly tests take besides.
+NIGHTLY_PACKAGES=(
+    "mmdebstrap=a small Debian to install the packages in"
+    "systemd-container=boots it"
 )
 
 # What the suite for the panel's processor takes besides.
@@ -70,3 +86,17 @@ ARMV7_PACKAGES=(
     "g++-arm-linux-gnueabihf=cross compiler for ARMv7"
     "qemu-user=emulator that runs the ARM programs"
 )
+
+# What the other compilers take besides.
+MATRIX_PACKAGES=(
+    "clang=second compiler of the driver"
+)
+TOOLCHAINS=(g++-11 g++-12 clang++-13 clang++-14 clang++-15 clang++-16)
+# compiler_packages COMPILER... : fills COMPILER_PACKAGES.
+compiler_packages() {
+    local compiler
+    COMPILER_PACKAGES=()
+    for compiler in "$@"; do
+        COMPILER_PACKAGES+=("${compiler/clang++/clang}=one of the driver's compilers")
+    done
+}

@@ -6,28 +6,38 @@ set -uo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 
-compilers=(g++-11 g++-12 clang++-13 clang++-14 clang++-15 clang++-16)
+compilers=("${TOOLCHAINS[@]}")
 [ $# -eq 0 ] || compilers=("$@")
-packages=()
-for compiler in "${compilers[@]}"; do
-    packages+=("${compiler/clang++/clang}=one of the driver's compilers")
-done
-require_packages "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${packages[@]}"
+compiler_packages "${compilers[@]}"
+require_packages "${BUILD_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${COMPILER_PACKAGES[@]}"
 
-failed=0
-log=$(mktemp)
-trap 'rm -f "$log"' EXIT
-for compiler in "${compilers[@]}"; do
-    folder=build/toolchains/$compiler
-    begun=$SECONDS
+# try COMPILER
+try() {
+    local compiler=$1 folder=build/toolchains/$1 begun=$SECONDS log
+    log=$(mktemp)
     if cmake -S . -B "$folder" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER="$compiler" -DORVA_WERROR=ON >"$log" 2>&1 &&
         cmake --build "$folder" --target devicevpn >>"$log" 2>&1 &&
         ctest --test-dir "$folder" -R '^binary_library$' --no-tests=error --output-on-failure >>"$log" 2>&1; then
+        rm -f "$log"
         printf 'passed  %-12s (%d s)\n' "$compiler" $((SECONDS - begun))
     else
         tail -n 60 "$log"
+        rm -f "$log"
         printf 'FAILED  %s\n' "$compiler"
-        failed=1
+        return 1
     fi
+}
+
+# Two at a time: much of it is configuring, which keeps one processor busy.
+failed=0
+for ((i = 0; i < ${#compilers[@]}; i += 2)); do
+    running=()
+    for compiler in "${compilers[@]:i:2}"; do
+        try "$compiler" &
+        running+=($!)
+    done
+    for one in "${running[@]}"; do
+        wait "$one" || failed=1
+    done
 done
 exit $failed

@@ -11,7 +11,8 @@ unset ORVA_DRIVER
 export PATH="$(realpath "$2"):$PATH"
 cd "$work"
 
-orva-vpnd --log-level warn --device-name line-3 >service 2>&1 &
+orva-vpnd --config examples/vpnd-demo.toml --state none --control none --log-level warn --device-name line-3 \
+    >service 2>&1 &
 service=$!
 trap 'kill $service 2>/dev/null; rm -rf "$work"' EXIT
 

@@ -88,7 +88,8 @@ private:
         std::istringstream emulator(ORVA_EMULATOR);
         std::vector<std::string> words;
         for (std::string word; emulator >> word;) words.push_back(word);
-        words.insert(words.end(), {ORVA_VPND, "--log-level", "warn"});
+        words.insert(words.end(), {ORVA_VPND, "--log-level", "warn", "--config", ORVA_DEMO_CONFIG,
+                                   "--state", "none", "--control", "none"});
         return words;
     }
 

@@ -1,10 +1,10 @@
 #!/bin/bash
 # A steady ten-channel cycle makes two peeks, then six sends and six receives,
 # and no other system call.
-#   system_calls_of_a_cycle.sh ORVA_VPND STEADY_CYCLES DRIVER
+#   system_calls_of_a_cycle.sh ORVA_VPND STEADY_CYCLES DRIVER CONFIGURATION
 set -eu
 work=$(mktemp -d)
-"$1" --log-level warn >"$work/service" 2>&1 &
+"$1" --config "$4" --state none --control none --log-level warn >"$work/service" 2>&1 &
 service=$!
 trap 'kill $service; rm -rf "$work"' EXIT
 for _ in $(seq 100); do

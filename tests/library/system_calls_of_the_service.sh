@@ -1,12 +1,12 @@
 #!/bin/bash
 # The service makes no more than 18 system calls in a cycle of six calls: a wait, a receive
 # and a send for each, however fast driver and service are.
-#   system_calls_of_the_service.sh ORVA_VPND STEADY_CYCLES DRIVER
+#   system_calls_of_the_service.sh ORVA_VPND STEADY_CYCLES DRIVER CONFIGURATION
 set -eu
 work=$(mktemp -d)
 # The log's thread is not traced: no line is written meanwhile.
 strace -o "$work/calls" sh -c 'echo $$ >"$0" && exec "$@"' "$work/pid" \
-    "$1" --log-level warn >"$work/service" 2>&1 &
+    "$1" --config "$4" --state none --control none --log-level warn >"$work/service" 2>&1 &
 tracer=$!
 # A tracer itself takes no such signal.
 end() { [ ! -s "$work/pid" ] || kill "$(cat "$work/pid")" 2>/dev/null || true; }

@@ -2,6 +2,7 @@
 # build.sh SOURCE PLATFORM BUILD SETTING...: builds the driver over another platform folder and
 # proves that it saw nothing of the project's own. BUILD is kept: a repetition is quick.
 set -u
+export CCACHE_DISABLE=1  # it may write other names of headers down than were given
 export LC_ALL=C  # messages of compiler and linker are looked at
 source=$1 platform=$2 build=$3
 shift 3

@@ -4,6 +4,7 @@
 # only include those, and INTERFACE in the place of host/HostInterface.h. The library is
 # BUILD/runtime/lib/libruntime.so. BUILD is kept: a repetition is quick.
 set -u
+export CCACHE_DISABLE=1  # it may write other names of headers down than were given
 source=$1 platform=$2 interface=$3 build=$4
 shift 4
 runtime=$build/runtime
