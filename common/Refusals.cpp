@@ -9,7 +9,8 @@ namespace common
 const std::vector<RefusalText>& refusals()
 {
     // What a program can be called wrongly with ends with 2, what the service refuses with 7,
-    // what no service is there for with 8, and what it could not do with 1.
+    // what it could not do with 1 or, where it is the disk's fault, 12; 10 is another version,
+    // 11 one that is stuck.
     static const std::vector<RefusalText> all = {
         {Refusal::kBadRequest, "bad_request", 400, 2,
          "This is not a request that can be understood.", "无法理解该请求。",
@@ -22,13 +23,13 @@ const std::vector<RefusalText>& refusals()
          "Have the administrator add the user to the list that the detail names, then reload the "
          "service.",
          "请管理员将该用户加入 detail 所指的列表，然后重新加载服务。"},
-        {Refusal::kUnknownPath, "unknown_path", 404, 2, "There is nothing at this path.",
+        {Refusal::kUnknownPath, "unknown_path", 404, 10, "There is nothing at this path.",
          "此路径不存在。", "Check the path; a newer program may need a newer service.",
          "请检查路径；较新的程序可能需要较新的服务。"},
         {Refusal::kWrongMethod, "method_not_allowed", 405, 2,
          "This path is not asked with this method.", "此路径不支持该方法。",
          "Use a method that the header Allow names.", "请使用 Allow 头中列出的方法。"},
-        {Refusal::kTooLate, "timeout", 408, 8, "The request did not arrive in time.",
+        {Refusal::kTooLate, "timeout", 408, 11, "The request did not arrive in time.",
          "请求未能及时到达。", "Send head and body without a pause.", "请连续发送请求头和正文。"},
         {Refusal::kNotNow, "not_now", 409, 7, "The present state does not allow that.",
          "当前状态不允许此操作。", "Change what the detail names first, then ask again.",
@@ -62,12 +63,12 @@ const std::vector<RefusalText>& refusals()
         {Refusal::kInternal, "internal_error", 500, 1, "The service could not carry this out.",
          "服务无法执行此操作。", "Try again; the service's log tells more.",
          "请重试；服务日志中有更多信息。"},
-        {Refusal::kNotStored, "not_stored", 503, 1,
+        {Refusal::kNotStored, "not_stored", 503, 12,
          "The change could not be stored. A switch is in force all the same, anything else is not.",
          "更改无法保存。开关已生效，其他更改未生效。",
          "See whether the disk of the state folder is full, read-only or failing; then try again.",
          "请检查状态文件夹所在磁盘是否已满、只读或故障，然后重试。"},
-        {Refusal::kTooManyClients, "too_many_clients", 503, 8, "Too many connections are open.",
+        {Refusal::kTooManyClients, "too_many_clients", 503, 11, "Too many connections are open.",
          "打开的连接过多。", "Close some, or try again later.", "请关闭部分连接，或稍后重试。"},
     };
     return all;

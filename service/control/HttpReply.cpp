@@ -67,6 +67,7 @@ HttpReply replyOf(Refusal refusal, std::string_view field, std::string_view deta
     Json error = textsOf(text);
     error["field"] = field;
     error["detail"] = detail;
+    error["exit"] = text.exitCode;
     HttpReply reply;
     reply.status = text.httpStatus;
     reply.body = toText({{"error", std::move(error)}}) + "\n";
