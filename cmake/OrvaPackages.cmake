@@ -1,5 +1,5 @@
-# What is installed, and cpack's packages of it: one .deb for each component, and a tar
-# with the library for panels without dpkg. They land in the folder packages/ of the build.
+# What is installed, and cpack's packages of it: one .deb for each component, and tars
+# for panels without dpkg. They land in the folder packages/ of the build.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 include(CheckCXXSourceCompiles)
