@@ -37,7 +37,7 @@ require_packages "${BUILD_PACKAGES[@]}"
 printf 'building ...\n'
 mkdir -p build
 if ! { cmake --preset release -DBUILD_TESTING=OFF && cmake --build --preset release \
-        --target devicevpn orva-vpnd orva-panel; } >build/demo-build.log 2>&1; then
+        --target devicevpn orva-vpnd orva-vpnctl orva-panel; } >build/demo-build.log 2>&1; then
     tail -n 40 build/demo-build.log >&2
     printf 'The build failed; the whole log is build/demo-build.log\n' >&2
     exit 1
@@ -129,6 +129,11 @@ printf 'the server, the heartbeat period and the user name.\n'
 end_service
 start_service
 run orva-panel poll --driver "$driver" --cycles 3
-printf '\nWhat it keeps, and what it tells of the past:\n'
+printf '\nThe same for administrators: what is, whether all is well, and what was.\n'
+run orva-vpnctl --control "$work/control.sock" status
+run orva-vpnctl --control "$work/control.sock" doctor
+run orva-vpnctl --control "$work/control.sock" history
+printf '\nWhat it keeps, also when it does not run:\n'
+end_service
 run orva-vpnd --state "$work/state" --show settings
 run orva-vpnd --state "$work/state" --show history
