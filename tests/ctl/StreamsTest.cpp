@@ -6,8 +6,10 @@
 #include <nlohmann/json.hpp>
 
 #include <csignal>
+#include <filesystem>
 #include <memory>
 #include <sstream>
+#include <string>
 
 namespace
 {
@@ -35,9 +37,12 @@ TEST(WaitTest, BeginsBeforeTheServiceDoes)
 {
     CtlProgram program;
     program.start({"wait", "--timeout", "60"});
-    FakeService service(program.socketPath());
+    // It knows its answers before it can be found.
+    const std::string elsewhere = program.socketPath() + "-later";
+    FakeService service(elsewhere);
     service.stream("GET /v1/events",
                    statusEvent(scripts::reachingStatus()) + statusEvent(scripts::status()));
+    std::filesystem::rename(elsewhere, program.socketPath());
     const CtlResult result = program.finish();
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_EQ(result.out, "connected, 10.8.0.6\n");
@@ -135,8 +140,10 @@ TEST(MonitorTest, WaitsForAServiceThatIsNotThereYet)
     CtlProgram program;
     program.start({"monitor", "--count", "1"});
     ASSERT_TRUE(program.waitForOutput("there is no service at"));
-    FakeService service(program.socketPath());
+    const std::string elsewhere = program.socketPath() + "-later";
+    FakeService service(elsewhere);
     service.stream("GET /v1/events", statusEvent(scripts::status()));
+    std::filesystem::rename(elsewhere, program.socketPath());
     const CtlResult result = program.finish();
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_NE(result.out.find("the service is back\n"), std::string::npos) << result.out;
