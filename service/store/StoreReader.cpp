@@ -5,9 +5,11 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <functional>
 #include <optional>
+#include <thread>
 #include <tuple>
 
 namespace vpnd
@@ -136,10 +138,17 @@ StoreContents readStore(const std::string& folder, std::size_t historyRows)
         throw StoreError(path + ": " + std::strerror(errno) +
                          "; name the service's folder with --state DIR");
     }
-    try {
-        return readDatabase(path, historyRows, schemaSteps());
-    } catch (const DatabaseError& error) {
-        throw StoreError(path + " cannot be read: " + error.what());
+    // A service that begins or ends meanwhile may be in the way for a moment.
+    constexpr int kTries = 20;
+    for (int tries = 1;; ++tries) {
+        try {
+            return readDatabase(path, historyRows, schemaSteps());
+        } catch (const DatabaseError& error) {
+            if (error.kind() != DatabaseError::Kind::kDisk || tries == kTries) {
+                throw StoreError(path + " cannot be read: " + error.what());
+            }
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
 }
 

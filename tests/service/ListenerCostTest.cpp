@@ -80,7 +80,6 @@ TEST_F(ListenerCostTest, AClientHoldsNoMoreBehindACallThatWasAnsweredLater)
     }
     const std::ptrdiff_t held = costs.heldBytes;
     EXPECT_EQ(listener()->clientCount(), 1001u);
-    EXPECT_GT(held, 0);
     EXPECT_LE(held / kClients, 1024);
 }
 

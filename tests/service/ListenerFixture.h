@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 #include <spdlog/spdlog.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstddef>
@@ -28,8 +29,11 @@ protected:
         spdlog::set_level(spdlog::level::off);
         listen(vpnd::RpcListener::kMaxClients);
     }
-    void listen(std::size_t maxClients, vpnd::RpcListener::PeerOf peerOf = {})
+    // Whose the clients are is asked elsewhere: it takes descriptors, memory and, where the
+    // kernel has to be asked by its tables, time.
+    void listen(std::size_t maxClients, vpnd::RpcListener::PeerOf peerOf = nullptr)
     {
+        if (!peerOf) peerOf = [](int) { return vpnd::Peer{::getuid()}; };
         m_listener.reset();
         m_listener = std::make_unique<vpnd::RpcListener>(
             m_loop, vpnd::listeningSocket(*vpnd::Endpoint::parse("127.0.0.1:0")), m_handler, m_log,
