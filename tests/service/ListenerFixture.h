@@ -33,12 +33,14 @@ protected:
     // kernel has to be asked by its tables, time.
     void listen(std::size_t maxClients, vpnd::RpcListener::PeerOf peerOf = nullptr)
     {
-        if (!peerOf) peerOf = [](int) { return vpnd::Peer{::getuid()}; };
+        if (!peerOf && !asksTheKernel) peerOf = [](int) { return vpnd::Peer{::getuid()}; };
         m_listener.reset();
         m_listener = std::make_unique<vpnd::RpcListener>(
             m_loop, vpnd::listeningSocket(*vpnd::Endpoint::parse("127.0.0.1:0")), m_handler, m_log,
             maxClients, std::move(peerOf));
     }
+
+    bool asksTheKernel = false;
 
     static std::string request(std::uint32_t callId)
     {

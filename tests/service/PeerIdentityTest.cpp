@@ -419,6 +419,8 @@ TEST_F(OtherWaysTest, WhenTheKernelDoesNotAnswerTheTablesDo)
 
 class RpcListenerPeerTest : public ListenerFixture
 {
+protected:
+    RpcListenerPeerTest() { asksTheKernel = true; }
 };
 
 TEST_F(RpcListenerPeerTest, TheHandlerLearnsWhoCalls)
