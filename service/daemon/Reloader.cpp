@@ -1,5 +1,7 @@
 #include "service/daemon/Reloader.h"
 
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
 #include <optional>
 #include <system_error>
@@ -8,11 +10,18 @@
 
 namespace vpnd
 {
+namespace
+{
+
+constexpr std::chrono::seconds kEnd{1};
+
+}  // namespace
 
 struct Reloader::Work {
     Configuration inForce;
     Descriptor wake;
     std::mutex mutex;
+    std::condition_variable isDone;
     std::optional<ReloadedConfiguration> result;
 };
 
@@ -26,7 +35,20 @@ Reloader::Reloader(EventLoop& loop, Options options, const Machine& machine,
 {
 }
 
-Reloader::~Reloader() = default;
+Reloader::~Reloader()
+{
+    if (!m_thread.joinable()) return;
+    bool isDone = m_work == nullptr;
+    if (!isDone) {
+        std::unique_lock lock(m_work->mutex);
+        isDone = m_work->isDone.wait_for(lock, kEnd, [&] { return m_work->result.has_value(); });
+    }
+    if (isDone) {
+        m_thread.join();
+    } else {
+        m_thread.detach();
+    }
+}
 
 void Reloader::start(const Configuration& inForce)
 {
@@ -44,7 +66,7 @@ void Reloader::begin()
     work->inForce = m_inForce;
     try {
         work->wake = m_wakeup.remote();
-        std::thread([work, options = m_options, &machine = m_machine, &names = m_names] {
+        m_thread = std::thread([work, options = m_options, &machine = m_machine, &names = m_names] {
             ReloadedConfiguration result;
             try {
                 result = reload(work->inForce, options, machine, names);
@@ -54,7 +76,8 @@ void Reloader::begin()
             const std::lock_guard lock(work->mutex);
             work->result = std::move(result);
             Wakeup::wake(work->wake.get());
-        }).detach();
+            work->isDone.notify_all();
+        });
         m_work = std::move(work);
     } catch (const std::system_error& error) {
         ReloadedConfiguration failed;
@@ -71,11 +94,13 @@ void Reloader::finish()
         const std::lock_guard lock(m_work->mutex);
         result = std::move(m_work->result);
     }
+    if (!result) return;
+    m_thread.join();
     m_work.reset();
     const bool isAskedAgain = std::exchange(m_isAskedAgain, false);
-    if (result) m_done(*result);
+    m_done(*result);
     if (isAskedAgain) {
-        if (result && result->configuration) m_inForce = *result->configuration;
+        if (result->configuration) m_inForce = *result->configuration;
         begin();
     }
 }

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <thread>
 
 namespace vpnd
 {
@@ -18,6 +19,7 @@ public:
     // process, because the thread may be held up for longer than anything else lives.
     Reloader(EventLoop& loop, Options options, const Machine& machine, const IUserNames& names,
              std::function<void(const ReloadedConfiguration&)> done);
+    // Waits a second at most; a thread that is held up for longer is left behind.
     ~Reloader();
     Reloader(const Reloader&) = delete;
     Reloader& operator=(const Reloader&) = delete;
@@ -36,6 +38,7 @@ private:
     const IUserNames& m_names;
     std::function<void(const ReloadedConfiguration&)> m_done;
     std::shared_ptr<Work> m_work;  // that is under way; the thread has its share
+    std::thread m_thread;
     bool m_isAskedAgain = false;
     Configuration m_inForce;
     Wakeup m_wakeup;
